@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tvset {
+
+/** What kind of set is made. */
+struct SetOptions {
+    bool hasBackEnd = false; /**< the model byte of the EEPROM: a back-end controller is there */
+    uint8_t segment = 0x53;  /**< the segment byte of the EEPROM */
+    uint8_t centerMode = 1;  /**< the centre-speaker-mode byte of the EEPROM */
+    bool isReady = true;     /**< the middleware's ready marker is there */
+};
+
+/**
+ * Makes a set that works at once:
+ *
+ *     fs/data/vendor/tmp/              ready marker, audio-quality data with plausible tuning
+ *     fs/data/vendor/zavo/hidlaudio/   empty, for the services' files
+ *     fs/proc/driver/zavo_bectrl/      completion files of a controller at rest
+ *     config/                          every key the services know
+ *     eeprom.bin
+ *     bectrl/                          a driver that answers with success after 20 ms
+ *     audio/                           a post-processor that is ready
+ *     faults, journal                  empty
+ *     run/                             for sockets, open to the user alone
+ *
+ * The directory appears whole or not at all. An empty directory may be there already. Called by
+ * one thread at a time.
+ *
+ * @throws std::runtime_error  naming what is wrong, if something else is there already or the set
+ *                             cannot be made
+ */
+void createSet(const std::string& root, const SetOptions& options);
+
+}  // namespace tvset

@@ -1,0 +1,98 @@
+/*
+ * The middleware of the set: connection and configuration store.
+ *
+ * The store is the directory `config`, one file a key with the value in decimal, looked at anew at
+ * every use. It takes any handle and any mode word.
+ */
+
+#include "platform/middleware.h"
+
+#include <android-base/parseint.h>
+#include <android-base/stringprintf.h>
+#include <android-base/strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+
+#include "host/tvset/operation.h"
+#include "host/tvset/set.h"
+
+using android::base::ParseInt;
+using android::base::StringPrintf;
+using android::base::Trim;
+using tvset::pathInSet;
+using tvset::perform;
+
+namespace {
+
+/** The store's codes. */
+enum StoreStatus : int32_t {
+    STORED = 0,
+    NO_SUCH_KEY = 1,  // nothing stored under the key, or not a key: [A-Za-z0-9_]+
+    NOT_A_VALUE = 2,  // what is stored is not a decimal 32-bit integer
+    NOT_STORED = 3,   // the file cannot be written
+};
+
+bool isKey(std::string_view name) {
+    constexpr auto isKeyCharacter = [](unsigned char c) { return c == '_' || isalnum(c); };
+    return !name.empty() && std::all_of(name.begin(), name.end(), isKeyCharacter);
+}
+
+StoreStatus readConfig(const std::string& key, int32_t* value) {
+    std::ifstream file(pathInSet("config/" + key));
+    if (!isKey(key) || !file) return NO_SUCH_KEY;
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    return ParseInt(Trim(text), value) ? STORED : NOT_A_VALUE;
+}
+
+/** A reader at any moment finds the old value or the new one, whole. */
+StoreStatus writeConfig(const std::string& key, int32_t value) {
+    if (!isKey(key)) return NO_SUCH_KEY;
+    const std::string path = pathInSet("config/" + key);
+    const std::string fresh = pathInSet(StringPrintf("config/.%s.%d", key.c_str(), getpid()));
+    std::ofstream file(fresh);
+    file << value << '\n';
+    file.close();
+    if (file && rename(fresh.c_str(), path.c_str()) == 0) return STORED;
+    unlink(fresh.c_str());
+    return NOT_STORED;
+}
+
+constexpr int32_t done() {
+    return 0;
+}
+
+}  // namespace
+
+int32_t IMtkPb_Ctrl_Init() {
+    return perform("IMtkPb_Ctrl_Init", "", done);
+}
+
+int32_t MTAL_InitExCb(uintptr_t callback) {
+    return perform("MTAL_InitExCb", std::to_string(callback), done);
+}
+
+int32_t DRV_Init() {
+    return perform("DRV_Init", "", done);
+}
+
+int32_t MTAL_Init() {
+    return perform("MTAL_Init", "", done);
+}
+
+int32_t a_mtktvapi_config_get_value(int32_t handle, const char* key, int32_t* value) {
+    return perform(
+            "a_mtktvapi_config_get_value", StringPrintf("%d, \"%s\"", handle, key),
+            [=] { return readConfig(key, value); }, [=] { return ", " + std::to_string(*value); });
+}
+
+int32_t a_mtktvapi_config_set_value(int32_t handle, const char* key, int32_t value, uint32_t mode) {
+    return perform("a_mtktvapi_config_set_value",
+                   StringPrintf("%d, \"%s\", %d, %u", handle, key, value, mode),
+                   [=] { return writeConfig(key, value); });
+}

@@ -1,0 +1,98 @@
+/*
+ * Where the services' system calls enter the set: the linker leads each call of X to __wrap_X
+ * (CMakeLists.txt has the list). Paths of the set are redirected, faults injected, waits made in
+ * the set's time; all else is the C library's.
+ */
+
+#include <android-base/stringprintf.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdarg.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "host/tvset/clock.h"
+#include "host/tvset/faults.h"
+#include "host/tvset/real.h"
+#include "host/tvset/set.h"
+
+using android::base::StringPrintf;
+using tvset::Fault;
+using tvset::mayFail;
+using tvset::takeFault;
+
+namespace {
+
+/** Where a path of the set's file system lies; any other path lies where it says. */
+std::string hostPath(const std::string& path) {
+    for (const char* prefix : {"/data/vendor/", "/proc/driver/zavo_bectrl/"}) {
+        if (path.rfind(prefix, 0) == 0) return tvset::pathInSet("fs" + path);
+    }
+    return path;
+}
+
+std::string pathOfDescriptor(int fd) {
+    char path[PATH_MAX];
+    const ssize_t length =
+            readlink(StringPrintf("/proc/self/fd/%d", fd).c_str(), path, sizeof(path));
+    return std::string(path, length < 0 ? 0 : length);
+}
+
+/** Every log line and every message is a read or a write: ask for the path only if it matters. */
+std::optional<Fault> takeTransferFault(const char* operation, int fd) {
+    return mayFail(operation) ? takeFault(operation, pathOfDescriptor(fd)) : std::nullopt;
+}
+
+}  // namespace
+
+extern "C" {
+
+int __wrap_access(const char* path, int mode) {
+    if (const auto fault = takeFault("access", path)) return fault->raise();
+    return __real_access(hostPath(path).c_str(), mode);
+}
+
+FILE* __wrap_fopen(const char* path, const char* mode) {
+    if (const auto fault = takeFault("fopen", path)) {
+        fault->raise();
+        return nullptr;
+    }
+    return __real_fopen(hostPath(path).c_str(), mode);
+}
+
+int __wrap_open(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
+        va_list arguments;
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    if (const auto fault = takeFault("open", path)) return fault->raise();
+    return __real_open(hostPath(path).c_str(), flags, mode);
+}
+
+ssize_t __wrap_read(int fd, void* buffer, size_t size) {
+    const auto fault = takeTransferFault("read", fd);
+    if (fault && !fault->isShort) return fault->raise();
+    return __real_read(fd, buffer, fault ? size / 2 : size);
+}
+
+ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
+    const auto fault = takeTransferFault("write", fd);
+    if (fault && !fault->isShort) return fault->raise();
+    return __real_write(fd, buffer, fault ? size / 2 : size);
+}
+
+int __wrap_nanosleep(const timespec* duration, timespec* remaining) {
+    return tvset::sleepFor(
+            std::chrono::seconds(duration->tv_sec) + std::chrono::nanoseconds(duration->tv_nsec),
+            remaining);
+}
+
+int __wrap_usleep(useconds_t microseconds) {
+    return tvset::sleepFor(std::chrono::microseconds(microseconds), nullptr);
+}
+
+}  // extern "C"

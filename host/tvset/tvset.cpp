@@ -1,0 +1,56 @@
+/* tvset: makes a virtual TV set. */
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "host/tvset/create.h"
+#include "host/tvset/set.h"
+
+namespace {
+
+int create(const tvset::SetOptions& options) {
+    const std::string root = tvset::rootPath();
+    try {
+        tvset::createSet(root, options);
+    } catch (const std::exception& error) {
+        fprintf(stderr, "tvset: %s\n", error.what());
+        return 1;
+    }
+    puts(root.c_str());
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Makes the virtual TV set that TVSET_ROOT names.", "tvset");
+    app.require_subcommand(1);
+    tvset::SetOptions options;
+    std::string model = "plain";
+    unsigned segment = options.segment;
+    unsigned centerMode = options.centerMode;
+    bool notReady = false;
+
+    CLI::App* make = app.add_subcommand("create", "Make a set that works at once");
+    make->add_option("--model", model, "Without or with a back-end controller")
+            ->check(CLI::IsMember({"plain", "backend"}))
+            ->capture_default_str();
+    make->add_option("--segment", segment, "Segment byte of the EEPROM (83, 0x53)")
+            ->check(CLI::Range(0, 255));
+    make->add_option("--center-mode", centerMode, "Centre-speaker-mode byte of the EEPROM (1)")
+            ->check(CLI::Range(0, 255));
+    make->add_flag("--not-ready", notReady, "Leave out the middleware's ready marker");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    options.hasBackEnd = model == "backend";
+    options.segment = static_cast<uint8_t>(segment);
+    options.centerMode = static_cast<uint8_t>(centerMode);
+    options.isReady = !notReady;
+    return create(options);
+}

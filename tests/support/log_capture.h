@@ -1,0 +1,38 @@
+#pragma once
+
+#include <android/log.h>
+
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/tvset/log_sink.h"
+
+/** Collects what the process logs while the object lives, as the log sink would show it. */
+class LogCapture {
+  public:
+    LogCapture() {
+        take();
+        __android_log_set_logger(collect);
+    }
+    ~LogCapture() { __android_log_set_logger(tvset::logToStderr); }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    /** The lines since the last call, oldest first. */
+    std::vector<std::string> take() {
+        const std::lock_guard lock(sMutex);
+        return std::exchange(sLines, {});
+    }
+
+  private:
+    static void collect(const __android_logger_data* entry, const char* text) {
+        const std::lock_guard lock(sMutex);
+        sLines.push_back(tvset::logLine(*entry, text));
+    }
+
+    // The log takes a plain function, so what it collects belongs to the class.
+    static inline std::mutex sMutex;
+    static inline std::vector<std::string> sLines;
+};

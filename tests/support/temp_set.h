@@ -1,0 +1,64 @@
+#pragma once
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/tvset/create.h"
+
+/** A set in a directory of its own, the one that TVSET_ROOT names while the object lives. */
+class TempSet {
+  public:
+    explicit TempSet(const tvset::SetOptions& options = {}) {
+        mRoot = std::filesystem::temp_directory_path() / "tvset-test-XXXXXX";
+        if (mkdtemp(mRoot.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        tvset::createSet(mRoot, options);
+        setenv("TVSET_ROOT", mRoot.c_str(), 1);
+    }
+    ~TempSet() {
+        unsetenv("TVSET_ROOT");
+        std::error_code ignored;
+        std::filesystem::remove_all(mRoot, ignored);
+    }
+    TempSet(const TempSet&) = delete;
+    TempSet& operator=(const TempSet&) = delete;
+
+    std::string path(const std::string& name) const { return mRoot + "/" + name; }
+
+    bool has(const std::string& name) const { return std::filesystem::exists(path(name)); }
+
+    /** The permission bits. */
+    unsigned mode(const std::string& name) const {
+        return static_cast<unsigned>(std::filesystem::status(path(name)).permissions());
+    }
+
+    std::string read(const std::string& name) const {
+        std::ifstream file(path(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /** Puts a new file in the old one's place, so that a change is seen however soon it follows. */
+    void write(const std::string& name, const std::string& content) const {
+        std::ofstream(path(name + ".new"), std::ios::binary) << content;
+        std::filesystem::rename(path(name + ".new"), path(name));
+    }
+
+    void remove(const std::string& name) const { std::filesystem::remove_all(path(name)); }
+
+    /** The lines of the journal since the last call, which are then taken out of it. */
+    std::vector<std::string> takeJournal() const {
+        std::ifstream file(path("journal"));
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(file, line);) lines.push_back(line);
+        std::filesystem::resize_file(path("journal"), 0);
+        return lines;
+    }
+
+  private:
+    std::string mRoot;
+};

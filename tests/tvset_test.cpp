@@ -1,0 +1,281 @@
+/* The virtual TV set: what it is made of, how it answers, and how it can be told to fail. */
+
+#include <android-base/strings.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <log/log.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "host/tvset/clock.h"
+#include "host/tvset/faults.h"
+#include "host/tvset/operation.h"
+#include "host/tvset/set.h"
+#include "platform/middleware.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temp_set.h"
+
+using namespace std::chrono_literals;
+using testing::ExitedWithCode;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+constexpr char kMarker[] = "/data/vendor/tmp/dtv_svc_is_ready";
+constexpr char kModeFile[] = "/data/vendor/zavo/hidlaudio/bitstream_output_mode.data";
+
+int resultOf(const std::string& operation, const std::string& arguments = "") {
+    const auto fault = tvset::takeFault(operation, arguments);
+    return fault ? fault->raise() : 0;
+}
+
+TEST(Faults, ConcernTheCallsThatTheirLineDescribes) {
+    const TempSet set;
+    set.write("faults", "get(b.data) 7\nget 0x20\nioctl(0xC0106301, {) -1\n\n init \t EACCES \n");
+    const struct {
+        const char *operation, *arguments;
+        int result, error;
+    } cases[] = {{"get", "-1, \"b.data\"", 7, 0}, {"get", "-1, \"a.data\"", 32, 0},
+                 {"get_value", "b.data", 0, 0},   {"ioctl", "0xC0106301, {size=1}", -1, 0},
+                 {"init", "", -1, EACCES},        {"ioctl", "0xC0106300, {size=1}", 0, 0}};
+    for (const auto& c : cases) {
+        errno = 0;
+        EXPECT_EQ(c.result, resultOf(c.operation, c.arguments)) << c.operation << c.arguments;
+        EXPECT_EQ(c.error, errno) << c.operation << c.arguments;
+    }
+}
+
+TEST(Faults, CountDownAndGiveWayAndStartAnewWithEveryChange) {
+    const TempSet set;
+    for (const int last : {6, 7}) {
+        set.write("faults", "init 5 x2\ninit " + std::to_string(last) + " x1\n");
+        for (const int expected : {5, 5, last, 0}) EXPECT_EQ(expected, resultOf("init"));
+    }
+}
+
+TEST(Faults, NameEveryBadLineOnceAndSkipIt) {
+    const TempSet set;
+    for (const char* bad : {"init", "init EFOO", "init 1 x0", "init 1 x9999999999", "in(it 1",
+                            "in)it(1", "init 1 2", "init 1 x1 x1", "init 0x1ffffffff"}) {
+        set.write("faults", "\n" + std::string(bad) + "\ninit 4\n");
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(4, resultOf("init") & resultOf("init"));
+        EXPECT_EQ("tvset: " + set.path("faults") +
+                          ":2: not 'OPERATION[(PART)] RESULT [xN]', skipped: " + bad + "\n",
+                  testing::internal::GetCapturedStderr());
+    }
+}
+
+TEST(Journal, KeepsLinesWholeWhileManyWriteAndOneTruncates) {
+    const TempSet set;
+    const std::string line(200, 'x');
+    const auto writeMany = [&] {
+        for (int i = 0; i < 500; ++i) tvset::appendToJournal(line);
+    };
+    const pid_t child = fork();
+    if (child == 0) {
+        writeMany();
+        _exit(0);
+    }
+    std::thread other(writeMany);
+    set.takeJournal();
+    writeMany();
+    other.join();
+    waitpid(child, nullptr, 0);
+    const Lines journal = set.takeJournal();
+    EXPECT_GE(journal.size(), 500u);
+    for (const auto& found : journal) ASSERT_EQ(line, found);
+}
+
+TEST(Connection, IsJournalledAndFailsAsTold) {
+    const TempSet set;
+    set.write("faults", "MTAL_InitExCb 3 x1\nDRV_Init -2\n");
+    const std::vector<int32_t> results{IMtkPb_Ctrl_Init(), MTAL_InitExCb(0), MTAL_InitExCb(0),
+                                       DRV_Init(), MTAL_Init()};
+    EXPECT_EQ((std::vector<int32_t>{0, 3, 0, -2, 0}), results);
+    EXPECT_EQ((Lines{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 3", "MTAL_InitExCb(0) = 0",
+                     "DRV_Init() = -2", "MTAL_Init() = 0"}),
+              set.takeJournal());
+}
+
+TEST(ConfigStore, ReadsDecimalFilesAndLeavesTheValueAloneOtherwise) {
+    const TempSet set;
+    set.write("faults", "a_mtktvapi_config_get_value(broken) 7\n");
+    set.write("outside", "1\n");
+    const struct {
+        std::string key;
+        const char* content;
+        int32_t value;  // -1, as before the call: the read fails
+    } cases[] = {{"g_audio__tv_position", "1\n", 1},
+                 {"least", "-2147483648", INT32_MIN},
+                 {"too_large", "2147483648\n", -1},
+                 {"garbage", "1 apple\n", -1},
+                 {"empty", "", -1},
+                 {"broken", "1\n", -1},
+                 {"no_file", nullptr, -1},
+                 {"../outside", nullptr, -1}};
+    for (const auto& c : cases) {
+        if (c.content != nullptr) set.write("config/" + c.key, c.content);
+        int32_t value = -1;
+        const int32_t status = a_mtktvapi_config_get_value(-1, c.key.c_str(), &value);
+        EXPECT_EQ(c.value != -1, status == 0) << c.key;
+        EXPECT_EQ(c.value, value) << c.key;
+        EXPECT_EQ(Lines{"a_mtktvapi_config_get_value(-1, \"" + c.key + "\", " +
+                        std::to_string(c.value) + ") = " + std::to_string(status)},
+                  set.takeJournal());
+    }
+}
+
+TEST(ConfigStore, KeepsWhatIsWrittenAndNothingElse) {
+    const TempSet set;
+    set.write("faults", "a_mtktvapi_config_set_value(tv_position\", 1) 9\n");
+    EXPECT_EQ(0, a_mtktvapi_config_set_value(-1, "g_audio__tv_position", -5, 7));
+    EXPECT_EQ(9, a_mtktvapi_config_set_value(-1, "g_audio__tv_position", 1, 7));
+    EXPECT_EQ("-5\n", set.read("config/g_audio__tv_position"));
+    EXPECT_EQ((Lines{"a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", -5, 7) = 0",
+                     "a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", 1, 7) = 9"}),
+              set.takeJournal());
+    EXPECT_NE(0, a_mtktvapi_config_set_value(-1, "../outside", 1, 4));
+    EXPECT_FALSE(set.has("outside"));
+    set.remove("config");
+    EXPECT_NE(0, a_mtktvapi_config_set_value(-1, "other", 1, 7));
+}
+
+TEST(Seam, LeadsThePathsOfTheSetIntoTheSetAndNoOthers) {
+    const TempSet set;
+    EXPECT_EQ(0, access(kMarker, F_OK));
+    set.remove(std::string("fs") + kMarker);
+    EXPECT_EQ(-1, access(kMarker, F_OK));
+    FILE* completion = fopen("/proc/driver/zavo_bectrl/audio/hrtf_parameter_complete", "rb");
+    ASSERT_NE(nullptr, completion);
+    fclose(completion);
+    EXPECT_EQ(0, access("/proc/self/status", R_OK));
+
+    const int fd = open(kModeFile, O_RDWR | O_CREAT, 0600);
+    EXPECT_EQ(4, write(fd, "mode", 4));
+    close(fd);
+    EXPECT_EQ("mode", set.read(std::string("fs") + kModeFile));
+    EXPECT_EQ(0600u, set.mode(std::string("fs") + kModeFile));
+    EXPECT_EQ(Lines{}, set.takeJournal());
+}
+
+TEST(Seam, FailsTheCallsOfAFileAsTold) {
+    const TempSet set;
+    const int fd = open(kModeFile, O_RDWR | O_CREAT, 0777);
+    const int untouched = open("/dev/zero", O_RDWR);
+    set.write("faults",
+              "open(mode.data) EACCES\nfopen(aqda) ENOENT\naccess(is_ready) EIO\n"
+              "write(mode.data) short x1\nwrite(mode.data) ENOSPC\nread(mode.data) 0\n");
+    char bytes[4] = {};
+    EXPECT_EQ(2, write(fd, bytes, 4));
+    EXPECT_TRUE(write(fd, bytes, 4) == -1 && errno == ENOSPC);
+    lseek(fd, 0, SEEK_SET);
+    EXPECT_EQ(0, read(fd, bytes, 4));
+    EXPECT_EQ(4, read(untouched, bytes, 4));
+    EXPECT_TRUE(open(kModeFile, O_RDONLY) == -1 && errno == EACCES);
+    EXPECT_TRUE(fopen("/data/vendor/tmp/recipe/aqda.bin", "rb") == nullptr && errno == ENOENT);
+    EXPECT_TRUE(access(kMarker, F_OK) == -1 && errno == EIO);
+    close(fd);
+    close(untouched);
+}
+
+TEST(SpeedDeathTest, IsAWholeNumberFromOneAndShortensEverySleep) {
+    EXPECT_EQ(1, tvset::parseSpeed(nullptr));
+    testing::internal::CaptureStderr();
+    for (const char* bad : {"", "0", "-3", "2.5", "fast"}) EXPECT_EQ(1, tvset::parseSpeed(bad));
+    EXPECT_NE("", testing::internal::GetCapturedStderr());
+
+    testing::FLAGS_gtest_death_test_style = "threadsafe";  // the speed is read once a process
+    const auto sleepLong = [] {
+        setenv("TVSET_SPEED", "1000", 1);
+        const auto start = std::chrono::steady_clock::now();
+        usleep(20'000'000);
+        std::this_thread::sleep_for(30s);
+        const auto slept = std::chrono::steady_clock::now() - start;
+        _exit(slept >= 50ms && slept < 10s ? 0 : 1);
+    };
+    EXPECT_EXIT(sleepLong(), ExitedWithCode(0), "");
+}
+
+TEST(VirtualClock, MovesOnBySleepsAndRunsWhatFallsDue) {
+    tvset::VirtualClock clock;
+    std::vector<std::pair<int, std::chrono::nanoseconds>> ran;
+    const auto note = [&](int name) { return [&, name] { ran.emplace_back(name, clock.now()); }; };
+    clock.at(2s, note(3));
+    clock.at(1s, [&] {
+        note(1)();
+        clock.at(500ms, note(2));
+    });
+    clock.at(1h, note(4));
+    usleep(999'999);
+    EXPECT_TRUE(ran.empty());
+    for (int i = 0; i < 2000; ++i) std::this_thread::sleep_for(10ms);
+    EXPECT_EQ(20s + 999'999us, clock.now());
+    EXPECT_EQ((decltype(ran){{1, 1s}, {2, 1500ms}, {3, 2s}}), ran);
+}
+
+TEST(VirtualClock, ServesThreadsThatSleepAtTheSameTime) {
+    tvset::VirtualClock clock;
+    std::atomic<int> ran{0};
+    const auto sleepOften = [&] {
+        for (int i = 0; i < 1000; ++i) {
+            clock.at(500us, [&] { ++ran; });
+            usleep(1000);
+        }
+    };
+    std::thread other(sleepOften);
+    sleepOften();
+    other.join();
+    EXPECT_EQ(2000, ran);
+    EXPECT_GE(clock.now(), 1s);
+    EXPECT_LE(clock.now(), 2s);
+}
+
+TEST(Log, ShowsEveryEntryAsOneLineToTheSinkAndToTests) {
+    const auto logAll = [] {
+        __android_log_print(ANDROID_LOG_VERBOSE, "Tag", "verbose");
+        ALOG(LOG_DEBUG, "AudioAC", "[%s] start enable:%d", "setEnabled", 1);
+        ALOG(LOG_INFO, nullptr, "count:%d", 0);
+        ALOG(LOG_WARN, "", "ret = %d ", 3);
+        ALOG(LOG_ERROR, "hdmiaudio", "r = %d \n", 3);
+    };
+    const Lines expected{"V Tag: verbose", "D AudioAC: [setEnabled] start enable:1", "I -: count:0",
+                         "W -: ret = 3 ", "E hdmiaudio: r = 3 \\n"};
+    LogCapture().take();  // and back to the sink
+    testing::internal::CaptureStderr();
+    logAll();
+    EXPECT_EQ(android::base::Join(expected, '\n') + '\n', testing::internal::GetCapturedStderr());
+    LogCapture log;
+    logAll();
+    EXPECT_EQ(expected, log.take());
+}
+
+TEST(Set, IsWhereTheEnvironmentSays) {
+    setenv("XDG_RUNTIME_DIR", "/run/user/1", 1);
+    setenv("TVSET_ROOT", "", 1);
+    EXPECT_EQ("/run/user/1/tvset", tvset::rootPath());
+    unsetenv("XDG_RUNTIME_DIR");
+    EXPECT_EQ("/tmp/tvset-" + std::to_string(getuid()), tvset::rootPath());
+    setenv("TVSET_ROOT", "/nowhere", 1);
+    EXPECT_EXIT(tvset::requireSet("audioctl"), ExitedWithCode(2),
+                "audioctl: no TV set at /nowhere; make one with 'tvset create'");
+}
+
+TEST(Set, HasTheBytesThatWereAskedForAndIsNeverMadeTwice) {
+    const TempSet set({/* hasBackEnd */ true, /* segment */ 0x54, /* centerMode */ 0xFF,
+                       /* isReady */ false});
+    const std::string eeprom = set.read("eeprom.bin");
+    EXPECT_EQ("\1\x54\xFF",
+              (std::string{eeprom.at(0x1001A), eeprom.at(0x10089), eeprom.at(0x10116)}));
+    EXPECT_FALSE(set.has(std::string("fs") + kMarker));
+    EXPECT_EQ(0700u, set.mode("run"));
+    EXPECT_THROW(tvset::createSet(set.path(""), {}), std::runtime_error);
+    EXPECT_EQ(eeprom, set.read("eeprom.bin"));
+}
+
+}  // namespace
