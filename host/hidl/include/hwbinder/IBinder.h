@@ -1,0 +1,98 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+
+#include <hidl/HidlSupport.h>
+#include <hwbinder/Message.h>
+
+namespace android::hardware {
+
+class BHwBinder;
+class BpHwBinder;
+class Parcel;
+
+/** An object that can be called through the transport, of this process or of another. */
+class IBinder : public virtual RefBase {
+  public:
+    /** Sends a reply. It may point into memory that is valid during this call only. */
+    using TransactCallback = std::function<void(Parcel&)>;
+
+    enum : uint32_t { FLAG_ONEWAY = 1 };
+
+    /** Told of the death of a remote object, on the RPC thread. */
+    class DeathRecipient : public virtual RefBase {
+      public:
+        virtual void binderDied(const wp<IBinder>& who) = 0;
+    };
+
+    /**
+     * Calls a method. Any thread.
+     *
+     * @return OK; DEAD_OBJECT if the other side is gone or was given up; TIMED_OUT if it has just
+     *     been given up; FAILED_TRANSACTION if a message is larger than 1 MiB; or the error that
+     *     the other side met.
+     */
+    virtual status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
+                              TransactCallback callback = nullptr) = 0;
+
+    /** @return OK, DEAD_OBJECT if it is dead already, INVALID_OPERATION for a local object. */
+    virtual status_t linkToDeath(const sp<DeathRecipient>&) { return INVALID_OPERATION; }
+    /** @return OK, NAME_NOT_FOUND if the recipient is not linked (any more). */
+    virtual status_t unlinkToDeath(const wp<DeathRecipient>&) { return INVALID_OPERATION; }
+
+    virtual BHwBinder* localBinder() { return nullptr; }
+    virtual BpHwBinder* remoteBinder() { return nullptr; }
+};
+
+/** An object of this process. Derived classes unpack a call and run it in onTransact(). */
+class BHwBinder : public IBinder {
+  public:
+    status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
+                      TransactCallback callback = nullptr) override;
+    BHwBinder* localBinder() override { return this; }
+    /** The name under which other processes know this object. */
+    const Identity& identity() const { return mIdentity; }
+    /** Callers' security labels are not known here. */
+    void setRequestingSid(bool) {}
+
+  protected:
+    virtual status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply,
+                                uint32_t flags = 0, TransactCallback callback = nullptr) = 0;
+
+    int mSchedPolicy = SCHED_NORMAL;
+    int mSchedPriority = 0;
+
+  private:
+    const Identity mIdentity = Identity::random();
+};
+
+/** Part of every proxy: the remote object that it stands for. */
+class BpHwRefBase : public virtual RefBase {
+  public:
+    explicit BpHwRefBase(const sp<IBinder>& remote) : mRemote(remote) {}
+    IBinder* remote() const { return mRemote.get(); }
+
+  private:
+    const sp<IBinder> mRemote;
+};
+
+/** Part of every proxy: leads generated code from the proxy to the remote object. */
+class IInterface : public virtual RefBase {
+  public:
+    static sp<IBinder> asBinder(IInterface* interface);
+
+  protected:
+    virtual IBinder* onAsBinder() = 0;
+};
+
+template <typename INTERFACE>
+class BpInterface : public INTERFACE, public IInterface, public BpHwRefBase {
+  public:
+    explicit BpInterface(const sp<IBinder>& remote) : BpHwRefBase(remote) {}
+
+  protected:
+    IBinder* onAsBinder() override { return remote(); }
+};
+
+}  // namespace android::hardware

@@ -1,0 +1,82 @@
+#include <hwbinder/Message.h>
+
+#include <errno.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/random.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace android::hardware {
+
+using base::unique_fd;
+
+Identity Identity::random() {
+    Identity identity;
+    if (getrandom(&identity, sizeof(identity), 0) != sizeof(identity)) abort();
+    return identity;
+}
+
+Message::Progress Message::receive(int socket, int flags) {
+    iovec target{mData + mReceived, mCapacity - mReceived};
+    alignas(cmsghdr) char control[CMSG_SPACE(kMaxMessageFds * sizeof(int))];
+    msghdr header{};
+    header.msg_iov = &target;
+    header.msg_iovlen = 1;
+    header.msg_control = control;
+    header.msg_controllen = sizeof(control);
+
+    ssize_t count = TEMP_FAILURE_RETRY(recvmsg(socket, &header, flags | MSG_CMSG_CLOEXEC));
+    if (count < 0) return errno == EAGAIN ? Progress::kNothing : Progress::kClosed;
+    for (cmsghdr* c = CMSG_FIRSTHDR(&header); c != nullptr; c = CMSG_NXTHDR(&header, c)) {
+        if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS) continue;
+        for (size_t at = 0; at + sizeof(int) <= c->cmsg_len - CMSG_LEN(0); at += sizeof(int)) {
+            int fd;
+            memcpy(&fd, CMSG_DATA(c) + at, sizeof(fd));
+            mFds.emplace_back(fd);
+        }
+    }
+    if (count == 0) return isEmpty() ? Progress::kClosed : malformed("half a message");
+    if (header.msg_flags & MSG_CTRUNC) return malformed("descriptors lost");
+    return advance(static_cast<size_t>(count));
+}
+
+Message::Progress Message::advance(size_t count) {
+    mReceived += count;
+    if (mFds.size() > kMaxMessageFds) return malformed("too many descriptors");
+    if (mReceived < sizeof(MessageHeader)) return Progress::kPartial;
+
+    const MessageHeader& head = header();
+    if (head.kind != MessageHeader::kCall && head.kind != MessageHeader::kReply) {
+        return malformed("unknown kind of message");
+    }
+    if (head.bodySize > kMaxMessageSize - sizeof(MessageHeader)) return malformed("oversized");
+    size_t total = sizeof(MessageHeader) + head.bodySize;
+    if (mReceived > total) return malformed("bytes behind the message");
+    if (mReceived == total) {
+        return head.fdCount == mFds.size() ? Progress::kComplete
+                                           : malformed("descriptors missing or left over");
+    }
+    if (total > kInlineSize && !mHeap) {
+        mHeap.reset(new uint8_t[total]);
+        memcpy(mHeap.get(), mInline, mReceived);
+        mData = mHeap.get();
+        mCapacity = total;
+    }
+    return Progress::kPartial;
+}
+
+Message::Progress Message::malformed(const char* error) {
+    mError = error;
+    return Progress::kMalformed;
+}
+
+void Message::reset() {
+    mHeap.reset();
+    mData = mInline;
+    mCapacity = kInlineSize;
+    mReceived = 0;
+    mFds.clear();
+}
+
+}  // namespace android::hardware

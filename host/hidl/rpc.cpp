@@ -1,0 +1,108 @@
+#include "host/hidl/rpc.h"
+
+#include <atomic>
+
+#include "host/hidl/objects.h"
+
+namespace android::hardware {
+
+namespace {
+
+std::atomic<bool> gTakesTurns{false};
+thread_local int tTurns = 0;
+
+std::mutex& turnLock() {
+    static auto* lock = new std::mutex;  // outlives the threads that are still served at exit
+    return *lock;
+}
+
+/** A call that this thread is serving; `outer` is the one that it is nested in. */
+struct ServedCall {
+    explicit ServedCall(Channel& c) : channel(c), outer(tInnermost) { tInnermost = this; }
+    ~ServedCall() { tInnermost = outer; }
+
+    Channel& channel;
+    ServedCall* const outer;
+
+    static thread_local ServedCall* tInnermost;
+};
+thread_local ServedCall* ServedCall::tInnermost = nullptr;
+
+void serveNested(Channel& channel, Message& call) {
+    auto answer = [&channel](status_t status, const Parcel& parcel) {
+        MessageHeader header;
+        header.kind = MessageHeader::kReply;
+        header.code = static_cast<uint32_t>(status);
+        return channel.send(header, parcel);
+    };
+    Turn turn;
+    sp<BHwBinder> object = findExported(call.header().target, channel.peer());
+    // A failure shows when the caller goes on waiting for its reply.
+    if (serve(channel, call, object, answer) != OK) channel.shutdown();
+}
+
+}  // namespace
+
+void Turn::takeTurns() {
+    gTakesTurns = true;
+}
+
+Turn::Turn() {
+    if (gTakesTurns && tTurns == 0) turnLock().lock();
+    if (gTakesTurns) tTurns++;
+}
+
+Turn::~Turn() {
+    if (tTurns > 0 && --tTurns == 0) turnLock().unlock();
+}
+
+Channel* servedChannel(pid_t peer) {
+    for (ServedCall* call = ServedCall::tInnermost; call != nullptr; call = call->outer) {
+        if (call->channel.peer() == peer) return &call->channel;
+    }
+    return nullptr;
+}
+
+status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& data,
+                  Parcel* reply) {
+    if (status_t error = channel.send(header, data); error != OK) return error;
+    Message& message = reply->incoming();
+    while (true) {
+        message.reset();
+        if (status_t error = channel.receive(&message); error != OK) return error;
+        if (message.header().kind == MessageHeader::kCall) {
+            serveNested(channel, message);
+            continue;
+        }
+        reply->setSource(message, channel);
+        return OK;
+    }
+}
+
+status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, const Answer& answer) {
+    ServedCall served(channel);
+    Parcel data(call, channel);
+    Parcel reply;
+    bool isAnswered = false;
+    auto send = [&](status_t status, const Parcel& parcel) {
+        isAnswered = true;
+        status_t error = answer(status, parcel);
+        if (error == DEAD_OBJECT || error == TIMED_OUT) return;  // there is nobody to tell
+        if (error != OK) answer(error, Parcel());
+    };
+    std::function<void(Parcel&)> sendReply = [&](Parcel& parcel) { send(OK, parcel); };
+
+    status_t status = DEAD_OBJECT;
+    if (object != nullptr) {
+        const MessageHeader& header = call.header();
+        status = object->transact(header.code, data, &reply, header.flags, sendReply);
+    }
+    if (data.isMalformed()) {
+        logPeer(channel.peer(), "malformed arguments");
+        return BAD_VALUE;
+    }
+    if (!isAnswered) send(status, reply);
+    return OK;
+}
+
+}  // namespace android::hardware

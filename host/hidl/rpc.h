@@ -1,0 +1,45 @@
+#pragma once
+
+#include "host/hidl/channel.h"
+
+namespace android::hardware {
+
+/**
+ * The right to run objects of this process. While the process has a single RPC thread, calls that
+ * another thread serves because it waits for a callback take turns with it, so that no two methods
+ * overlap. A thread that has its turn may take it again.
+ */
+class Turn {
+  public:
+    Turn();
+    ~Turn();
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    /** From now on there is a single RPC thread. Called before it runs. */
+    static void takeTurns();
+};
+
+/**
+ * Calls an object behind a channel and waits for the reply. Serves the calls that come back on the
+ * channel in the meantime: they are nested in this one.
+ *
+ * @return OK when a reply came, whatever its status; or what Channel::send() and receive() answer.
+ */
+status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& data, Parcel* reply);
+
+/** Answers a call: sends the header with the status and, if that is OK, the parcel. */
+using Answer = std::function<status_t(status_t, const Parcel&)>;
+
+/**
+ * Runs one received call.
+ *
+ * @param object that is called; null if the peer named one that it does not have.
+ * @return OK, or BAD_VALUE if the call was malformed; then it has not been answered.
+ */
+status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, const Answer& answer);
+
+/** Channel of a call of `peer` that this thread is serving, or null: nested calls go that way. */
+Channel* servedChannel(pid_t peer);
+
+}  // namespace android::hardware

@@ -1,0 +1,86 @@
+#define LOG_TAG "hidl"
+
+#include <hidl/HidlTransportSupport.h>
+
+namespace android::hardware {
+
+Status Status::fromExceptionCode(int32_t exception, const char* message) {
+    Status status;
+    status.mException = exception;
+    status.mError = exception == EX_TRANSACTION_FAILED ? FAILED_TRANSACTION : OK;
+    status.mMessage = message;
+    return status;
+}
+
+Status Status::fromStatusT(status_t error) {
+    Status status;
+    if (error == OK) return status;
+    status.mException = EX_TRANSACTION_FAILED;
+    status.mError = error;
+    return status;
+}
+
+std::string Status::description() const {
+    if (isOk()) return "no error";
+    if (mException != EX_TRANSACTION_FAILED) {
+        return "exception " + std::to_string(mException) + ": " + mMessage;
+    }
+    switch (mError) {
+        case DEAD_OBJECT:
+            return "the other side is gone";
+        case TIMED_OUT:
+            return "the other side did not answer";
+        default:
+            return "transport error " + std::to_string(mError);
+    }
+}
+
+namespace details {
+
+return_status::return_status(return_status&& other) noexcept {
+    *this = std::move(other);
+}
+
+return_status& return_status::operator=(return_status&& other) noexcept {
+    if (!mChecked) assertOk();  // the status that this one held is lost here
+    mStatus = std::move(other.mStatus);
+    mChecked = other.mChecked;
+    other.mStatus = Status::ok();
+    return *this;
+}
+
+return_status::~return_status() {
+    if (!mChecked) assertOk();
+}
+
+void return_status::assertOk() const {
+    if (!isOk()) LOG_ALWAYS_FATAL("a failed call was not examined: %s", description().c_str());
+}
+
+}  // namespace details
+
+status_t writeToParcel(const Status& status, Parcel* parcel) {
+    status_t error = parcel->writeInt32(status.exceptionCode());
+    if (error != OK || status.isOk()) return error;
+    hidl_string message = status.exceptionMessage();
+    size_t handle;
+    error = parcel->writeBuffer(&message, sizeof(message), &handle);
+    return error != OK ? error : writeEmbeddedToParcel(message, parcel, handle, 0);
+}
+
+status_t readFromParcel(Status* status, const Parcel& parcel) {
+    int32_t exception;
+    status_t error = parcel.readInt32(&exception);
+    if (error != OK) return error;
+    *status = Status::ok();
+    if (exception == Status::EX_NONE) return OK;
+    size_t handle;
+    const hidl_string* message;
+    error = parcel.readBuffer(sizeof(*message), &handle, reinterpret_cast<const void**>(&message));
+    if (error == OK) error = readEmbeddedFromParcel(*message, parcel, handle, 0);
+    if (error != OK) return error;
+    *status = Status::fromExceptionCode(exception, message->c_str());
+    return OK;
+}
+
+}  // namespace android::hardware
