@@ -1,0 +1,19 @@
+#include "V3_1/OutputEncodingStatusListener.h"
+
+#include <log/log.h>
+
+namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
+
+using ::android::hardware::Void;
+
+Return<void> OutputEncodingStatusListener::onForceEncodingChanged(bool) {
+    ALOGD("[%s] start", __func__);
+    return Void();
+}
+
+Return<void> OutputEncodingStatusListener::onEncodingFormatChanged(const hidl_string&) {
+    ALOGD("[%s] start", __func__);
+    return Void();
+}
+
+}  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

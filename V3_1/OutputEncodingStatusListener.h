@@ -1,0 +1,16 @@
+#pragma once
+
+#include <com/zavo/dtv/hardware/audio/3.1/IOutputEncodingStatusListener.h>
+
+namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
+
+using ::android::hardware::hidl_string;
+using ::android::hardware::Return;
+
+/** A listener that clients can look up. It only logs: nothing in the system notifies it. */
+struct OutputEncodingStatusListener : public V3_1::IOutputEncodingStatusListener {
+    Return<void> onForceEncodingChanged(bool enabled) override;
+    Return<void> onEncodingFormatChanged(const hidl_string& format) override;
+};
+
+}  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

@@ -1,0 +1,59 @@
+#include "platform/dtv_svc.h"
+
+#include <time.h>
+#include <unistd.h>
+
+#include "platform/middleware.h"
+
+namespace com::zavo::dtv::hardware::audio::platform {
+
+namespace {
+
+constexpr char kReadyMarker[] = "/data/vendor/tmp/dtv_svc_is_ready";
+constexpr int32_t kThisSet = -1;
+
+void sleepMs(int64_t milliseconds) {
+    const timespec interval{milliseconds / 1000, milliseconds % 1000 * 1000000};
+    nanosleep(&interval, nullptr);
+}
+
+}  // namespace
+
+bool waitDtvSvcBoot(const DtvSvcWait& wait) {
+    for (int count = 0; count < wait.limit; count++) {
+        if (access(kReadyMarker, F_OK) == 0) {
+            if (wait.logsReady) {
+                __android_log_print(ANDROID_LOG_INFO, wait.tag,
+                                    "<<<<<%s dtv_svc is ready !>>>>> count:%d", wait.waiter, count);
+            }
+            return true;
+        }
+        __android_log_print(ANDROID_LOG_DEBUG, wait.tag, "<<<<<%s waiting dtv_svc>>>>> count:%d",
+                            wait.waiter, count);
+        sleepMs(wait.sleepMs);
+    }
+    __android_log_print(wait.timeoutPriority, wait.tag, "%s", wait.timeoutLine);
+    return false;
+}
+
+void connectToDtvSvc(const char* tag, const char* service) {
+    IMtkPb_Ctrl_Init();
+    const int32_t result = MTAL_InitExCb(0);
+    if (result != 0) {
+        __android_log_print(ANDROID_LOG_ERROR, tag, "ERROR: %s MTAL_Init.... , r = %d \n", service,
+                            result);
+    } else {
+        __android_log_print(ANDROID_LOG_DEBUG, tag, "%s mtal open success", service);
+    }
+}
+
+int32_t readConfig(const ConfigKey& key, int32_t* value) {
+    *value = -1;
+    return a_mtktvapi_config_get_value(kThisSet, key.name, value);
+}
+
+int32_t writeConfig(const ConfigKey& key, int32_t value) {
+    return a_mtktvapi_config_set_value(kThisSet, key.name, value, key.mode);
+}
+
+}  // namespace com::zavo::dtv::hardware::audio::platform

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+
+#include <log/log.h>
+
+/*
+ * How the services meet the TV middleware: they wait until it is up, connect to it, and keep their
+ * settings in its configuration store. Called on the main thread while a service is built, and on
+ * the RPC thread afterwards.
+ */
+namespace com::zavo::dtv::hardware::audio::platform {
+
+/** How one service waits for the middleware, and what it logs of it. */
+struct DtvSvcWait {
+    /** Log tag; null for none. */
+    const char* tag;
+    /** Name in the progress and ready lines. */
+    const char* waiter;
+    /** Time between two looks at the ready marker, in milliseconds. */
+    int64_t sleepMs;
+    /** Most looks at the marker; the last one is followed by a sleep all the same. */
+    int limit;
+    /** Line written when the marker has not been found, with its priority. */
+    android_LogPriority timeoutPriority;
+    const char* timeoutLine;
+    /** Whether the end of a successful wait is logged. */
+    bool logsReady;
+};
+
+/**
+ * Waits until the middleware has created its ready marker.
+ *
+ * @return whether it has.
+ */
+bool waitDtvSvcBoot(const DtvSvcWait& wait);
+
+/**
+ * Connects the process to the middleware, and logs how that went. A failure shows again in every
+ * later call into the middleware.
+ *
+ * @param tag log tag; null for none.
+ * @param service name of the service in the lines.
+ */
+void connectToDtvSvc(const char* tag, const char* service);
+
+/** A value of the TV configuration store. */
+struct ConfigKey {
+    const char* name;
+    /** Mode word that the store wants with a write of this key. */
+    uint32_t mode;
+};
+
+/** 0: forced encoding of the external output on, 2: off. */
+constexpr ConfigKey kBitstreamOutputMode{"g_audio__bitstream_output_mode", 7};
+
+/**
+ * Reads a value from the store; nothing is ever kept here.
+ *
+ * @param value -1 unless the status is 0; not to be used then.
+ * @return 0, or the store's error code.
+ */
+int32_t readConfig(const ConfigKey& key, int32_t* value);
+
+/** Writes a value to the store, whatever it holds. @return 0, or the store's error code. */
+int32_t writeConfig(const ConfigKey& key, int32_t value);
+
+}  // namespace com::zavo::dtv::hardware::audio::platform
