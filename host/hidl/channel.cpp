@@ -41,6 +41,9 @@ class Sender {
 
     /** @return bytes sent, or -1 with errno. */
     ssize_t send(int socket, int flags) {
+        if (mCount == 1 && mFdSize == 0) {  // most messages: spare the kernel the description
+            return advance(::send(socket, mPart->iov_base, mPart->iov_len, flags | MSG_NOSIGNAL));
+        }
         alignas(cmsghdr) char control[CMSG_SPACE(kMaxMessageFds * sizeof(int))];
         msghdr message{};
         message.msg_iov = mPart;
@@ -55,10 +58,8 @@ class Sender {
             memcpy(CMSG_DATA(head), mFds, mFdSize);
         }
         ssize_t sent = sendmsg(socket, &message, flags | MSG_NOSIGNAL);
-        if (sent < 0) return sent;
-        mFdSize = 0;
-        advance(static_cast<size_t>(sent));
-        return sent;
+        if (sent >= 0) mFdSize = 0;
+        return advance(sent);
     }
 
     void appendRest(std::vector<uint8_t>* backlog) {
@@ -69,15 +70,18 @@ class Sender {
     }
 
   private:
-    void advance(size_t sent) {
-        while (mCount > 0 && sent >= mPart->iov_len) {
-            sent -= mPart->iov_len;
+    ssize_t advance(ssize_t sent) {
+        size_t left = static_cast<size_t>(std::max<ssize_t>(sent, 0));
+        while (mCount > 0 && left >= mPart->iov_len) {
+            left -= mPart->iov_len;
             mPart++;
             mCount--;
         }
-        if (mCount == 0) return;
-        mPart->iov_base = static_cast<uint8_t*>(mPart->iov_base) + sent;
-        mPart->iov_len -= sent;
+        if (mCount > 0) {
+            mPart->iov_base = static_cast<uint8_t*>(mPart->iov_base) + left;
+            mPart->iov_len -= left;
+        }
+        return sent;
     }
 
     iovec* mPart;
@@ -165,14 +169,19 @@ status_t Channel::receive(Message* message) {
             case Message::Progress::kClosed:
                 return DEAD_OBJECT;
             case Message::Progress::kMalformed:
-                logPeer(mPeer, message->error());
+                turnAway(message->error());
                 return BAD_VALUE;
         }
     }
 }
 
-void Channel::shutdown() {
+void Channel::shutdown() const {
     ::shutdown(mSocket, SHUT_RDWR);
+}
+
+void Channel::turnAway(const char* why) const {
+    logPeer(mPeer, why);
+    shutdown();
 }
 
 void logPeer(pid_t peer, const char* what) {

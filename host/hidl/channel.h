@@ -16,7 +16,7 @@ class Channel {
     using Patience = std::chrono::milliseconds;
     /** For peers that may be busy for long: services. */
     static constexpr Patience kForever{0};
-    /** For peers that must not hold this process up: clients that are called back. */
+    /** For peers that must not hold this process up: clients called back, and platform HALs. */
     static constexpr Patience kCallback{5000};
 
     /**
@@ -28,6 +28,7 @@ class Channel {
 
     int socket() const { return mSocket.get(); }
     pid_t peer() const { return mPeer; }
+    Patience patience() const { return mPatience; }
 
     /**
      * Sends a whole message.
@@ -42,11 +43,16 @@ class Channel {
     /** Goes on with a backlog. @return OK, also if some is left; DEAD_OBJECT. */
     status_t sendBacklog(std::vector<uint8_t>* backlog);
 
-    /** @return OK with a whole message; DEAD_OBJECT; TIMED_OUT; BAD_VALUE if it is malformed. */
+    /**
+     * @return OK with a whole message; DEAD_OBJECT; TIMED_OUT; BAD_VALUE if it is malformed, which
+     *     ends the connection.
+     */
     status_t receive(Message* message);
 
     /** Ends the connection for both sides; the descriptor stays open. */
-    void shutdown();
+    void shutdown() const;
+    /** Ends the connection because of what the peer sent. */
+    void turnAway(const char* why) const;
 
   private:
     class Deadline;

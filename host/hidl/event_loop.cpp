@@ -48,18 +48,15 @@ EventLoop::EventLoop()
     epoll_ctl(mEpoll, EPOLL_CTL_ADD, mWakeUp, &event);
 }
 
-EventLoop::Key EventLoop::add(int fd, uint32_t events, std::shared_ptr<EventSource> source) {
-    Key key;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        key = mNextKey++;
-        mSources[key] = std::move(source);
-    }
+void EventLoop::add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key) {
     epoll_event event{};
     event.events = events;
-    event.data.u64 = key;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        event.data.u64 = *key = mNextKey++;
+        mSources[*key] = std::move(source);
+    }
     epoll_ctl(mEpoll, EPOLL_CTL_ADD, fd, &event);
-    return key;
 }
 
 void EventLoop::modify(Key key, int fd, uint32_t events) {
@@ -88,6 +85,7 @@ void EventLoop::setTimeout(Key key, Clock::time_point when) {
             return;
         }
         mTimeouts[key] = when;
+        mHasTimeouts = true;
     }
     uint64_t one = 1;
     TEMP_FAILURE_RETRY(write(mWakeUp, &one, sizeof(one)));
@@ -100,6 +98,7 @@ std::shared_ptr<EventSource> EventLoop::find(Key key) {
 }
 
 int EventLoop::timeToNext() {
+    if (!mHasTimeouts) return -1;
     std::lock_guard<std::mutex> lock(mLock);
     if (mTimeouts.empty()) return -1;
     auto next = std::min_element(mTimeouts.begin(), mTimeouts.end(),
@@ -109,10 +108,10 @@ int EventLoop::timeToNext() {
 }
 
 void EventLoop::fireTimeouts() {
+    if (!mHasTimeouts) return;
     std::vector<std::shared_ptr<EventSource>> due;
     {
         std::lock_guard<std::mutex> lock(mLock);
-        if (mTimeouts.empty()) return;
         for (auto it = mTimeouts.begin(); it != mTimeouts.end();) {
             if (it->second > Clock::now()) {
                 ++it;
@@ -121,6 +120,7 @@ void EventLoop::fireTimeouts() {
             due.push_back(mSources[it->first]);
             it = mTimeouts.erase(it);
         }
+        mHasTimeouts = !mTimeouts.empty();
     }
     for (const auto& source : due) source->onTimeout();
 }
@@ -148,11 +148,15 @@ void EventLoop::run() {
     if (mIsRunning.exchange(true)) {
         while (true) pause();
     }
-    while (true) runOnce(std::chrono::milliseconds(timeToNext()));
+    serve();
 }
 
 void EventLoop::runInBackground() {
-    if (!mIsRunning) std::thread([this] { run(); }).detach();
+    if (!mIsRunning.exchange(true)) std::thread([this] { serve(); }).detach();
+}
+
+void EventLoop::serve() {
+    while (true) runOnce(std::chrono::milliseconds(timeToNext()));
 }
 
 }  // namespace android::hardware

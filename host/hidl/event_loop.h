@@ -32,8 +32,12 @@ class EventLoop {
 
     static EventLoop& instance();
 
-    /** Waits for events of a descriptor, level-triggered; the loop shares in the source. */
-    Key add(int fd, uint32_t events, std::shared_ptr<EventSource> source);
+    /**
+     * Waits for events of a descriptor, level-triggered; the loop shares in the source.
+     *
+     * @param key set before the first event can arrive, on whatever thread.
+     */
+    void add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key);
     void modify(Key key, int fd, uint32_t events);
     /** To be called before the descriptor is closed. Unknown keys do no harm. */
     void remove(Key key, int fd);
@@ -50,6 +54,7 @@ class EventLoop {
 
   private:
     EventLoop();
+    [[noreturn]] void serve();
     int timeToNext();
     void fireTimeouts();
     std::shared_ptr<EventSource> find(Key key);
@@ -60,6 +65,7 @@ class EventLoop {
     Key mNextKey = 1;                                      // guarded by mLock
     std::map<Key, std::shared_ptr<EventSource>> mSources;  // guarded by mLock
     std::map<Key, Clock::time_point> mTimeouts;            // guarded by mLock
+    std::atomic<bool> mHasTimeouts{false};  // hint: nothing needs to be locked in the usual case
     std::atomic<bool> mIsRunning{false};
 };
 

@@ -57,6 +57,7 @@ BpHwBinder::BpHwBinder(const Identity& identity, unique_fd socket, pid_t peer,
 
 BpHwBinder::~BpHwBinder() {
     if (mWatchKey != 0) EventLoop::instance().remove(mWatchKey, mChannel.socket());
+    resumeAccepting();
     std::lock_guard<std::mutex> lock(tables().lock);
     auto it = tables().imported.find(mIdentity);
     if (it != tables().imported.end() && it->second.binder.unsafe_get() == this) {
@@ -77,7 +78,12 @@ status_t BpHwBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, 
         header.target = mIdentity;
         status = exchange(*nested, header, data, reply);
     } else {
-        std::lock_guard<std::mutex> lock(mCallLock);
+        std::unique_lock<std::mutex> lock(mCallLock, std::try_to_lock);
+        if (!lock.owns_lock()) {
+            Turn::Pause
+                    pause;  // the call before may be waiting for the turn, to serve a nested one
+            lock.lock();
+        }
         status = exchange(mChannel, header, data, reply);
     }
     if (status == OK) return static_cast<status_t>(reply->incoming().header().code);
@@ -91,8 +97,8 @@ status_t BpHwBinder::linkToDeath(const sp<DeathRecipient>& recipient) {
     if (mIsDead) return DEAD_OBJECT;
     mRecipients.push_back(recipient);
     if (mWatchKey == 0) {
-        mWatchKey = EventLoop::instance().add(mChannel.socket(), EPOLLRDHUP,
-                                              std::make_shared<Watch>(this));
+        EventLoop::instance().add(mChannel.socket(), EPOLLRDHUP, std::make_shared<Watch>(this),
+                                  &mWatchKey);
     }
     return OK;
 }
@@ -140,7 +146,7 @@ void ServedConnection::start(const sp<BHwBinder>& object, const Identity& identi
     int fd = socket.get();
     std::shared_ptr<ServedConnection> connection(
             new ServedConnection(object, identity, std::move(socket), peer, patience));
-    connection->mKey = EventLoop::instance().add(fd, EPOLLIN, connection);
+    EventLoop::instance().add(fd, EPOLLIN, connection, &connection->mKey);
 }
 
 void ServedConnection::end() {
@@ -204,6 +210,7 @@ status_t ServedConnection::answer(status_t status, const Parcel& parcel) {
         waitFor(EPOLLOUT);
         EventLoop::instance().setTimeout(mKey, EventLoop::Clock::now() + Channel::kCallback);
     }
+    if (error == DEAD_OBJECT) mChannel.shutdown();  // what is not answered must not look alive
     return error;
 }
 
@@ -222,13 +229,15 @@ unique_fd exportObject(const sp<BHwBinder>& object, pid_t peer, Identity* identi
 }
 
 sp<BHwBinder> findExported(const Identity& identity, pid_t peer) {
-    std::lock_guard<std::mutex> lock(tables().lock);
-    for (ServedConnection* connection : tables().served) {
-        if (connection->peer() == peer && connection->identity() == identity) {
-            return connection->object();
+    {
+        std::lock_guard<std::mutex> lock(tables().lock);
+        for (ServedConnection* connection : tables().served) {
+            if (connection->peer() == peer && connection->identity() == identity) {
+                return connection->object();
+            }
         }
     }
-    return nullptr;
+    return findRegistered(identity);  // the peer's connection may still wait to be accepted
 }
 
 pid_t trustedPeer(int socket) {
@@ -254,7 +263,7 @@ sp<BpHwBinder> import(const Identity& identity, unique_fd socket, pid_t peer,
     std::lock_guard<std::mutex> lock(tables().lock);
     Tables::Imported& entry = tables().imported[identity];
     known = entry.binder.promote();
-    if (known != nullptr && known->peer() == peer) return known;
+    if (known != nullptr && known->peer() == peer && !known->isDead()) return known;
     entry = {made, peer};
     return made;
 }
@@ -267,10 +276,11 @@ sp<BpHwBinder> importObject(const Identity& identity, unique_fd socket, pid_t pe
     return import(identity, std::move(socket), peer, Channel::kCallback);
 }
 
-sp<BpHwBinder> importService(const Identity& identity, unique_fd socket) {
+sp<BpHwBinder> importService(const Identity& identity, unique_fd socket,
+                             Channel::Patience patience) {
     pid_t peer = trustedPeer(socket);
     if (peer < 0) return nullptr;
-    return import(identity, std::move(socket), peer, Channel::kForever);
+    return import(identity, std::move(socket), peer, patience);
 }
 
 sp<BpHwBinder> findImported(const Identity& identity) {

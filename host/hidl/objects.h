@@ -24,7 +24,10 @@ class BpHwBinder : public IBinder {
     pid_t peer() const { return mChannel.peer(); }
     bool isDead() const { return mIsDead; }
     /** Ends the connection; the death notices follow on the RPC thread. */
-    void giveUp() { mChannel.shutdown(); }
+    void giveUp() {
+        mIsDead = true;
+        mChannel.shutdown();
+    }
 
   private:
     class Watch;
@@ -80,7 +83,7 @@ class ServedConnection : public EventSource {
  */
 base::unique_fd exportObject(const sp<BHwBinder>& object, pid_t peer, Identity* identity);
 
-/** @return the object of this process that was given to a peer under an identity, or null. */
+/** @return the object of this process that a peer was given or may fetch as a service, or null. */
 sp<BHwBinder> findExported(const Identity& identity, pid_t peer);
 
 /**
@@ -91,9 +94,14 @@ sp<BHwBinder> findExported(const Identity& identity, pid_t peer);
  */
 sp<BpHwBinder> importObject(const Identity& identity, base::unique_fd socket, pid_t peer);
 
-/** The object of a service, connected to by name. Null if the socket is not that of a peer of
- *  this user. */
-sp<BpHwBinder> importService(const Identity& identity, base::unique_fd socket);
+/**
+ * The object of a service, connected to by name.
+ *
+ * @param patience for the service's answers.
+ * @return null if the socket is not that of a peer of this user.
+ */
+sp<BpHwBinder> importService(const Identity& identity, base::unique_fd socket,
+                             Channel::Patience patience);
 
 /** @return a known and living object of another process, or null. */
 sp<BpHwBinder> findImported(const Identity& identity);

@@ -180,6 +180,10 @@ void Parcel::setSource(Message& message, const Channel& channel) {
 }
 
 status_t Parcel::malformed() const {
+    if (!mMalformed && mSource != nullptr) {
+        const bool isCall = mSource->header().kind == MessageHeader::kCall;
+        mChannel->turnAway(isCall ? "malformed arguments" : "malformed results");
+    }
     mMalformed = true;
     return BAD_VALUE;
 }

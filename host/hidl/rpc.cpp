@@ -8,6 +8,8 @@ namespace android::hardware {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 std::atomic<bool> gTakesTurns{false};
 thread_local int tTurns = 0;
 
@@ -23,6 +25,7 @@ struct ServedCall {
 
     Channel& channel;
     ServedCall* const outer;
+    bool isAnswered = false;
 
     static thread_local ServedCall* tInnermost;
 };
@@ -56,9 +59,19 @@ Turn::~Turn() {
     if (tTurns > 0 && --tTurns == 0) turnLock().unlock();
 }
 
+Turn::Pause::Pause() : mTurns(tTurns) {
+    tTurns = 0;
+    if (mTurns > 0) turnLock().unlock();
+}
+
+Turn::Pause::~Pause() {
+    if (mTurns > 0) turnLock().lock();
+    tTurns = mTurns;
+}
+
 Channel* servedChannel(pid_t peer) {
     for (ServedCall* call = ServedCall::tInnermost; call != nullptr; call = call->outer) {
-        if (call->channel.peer() == peer) return &call->channel;
+        if (call->channel.peer() == peer) return call->isAnswered ? nullptr : &call->channel;
     }
     return nullptr;
 }
@@ -67,25 +80,28 @@ status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& d
                   Parcel* reply) {
     if (status_t error = channel.send(header, data); error != OK) return error;
     Message& message = reply->incoming();
+    Clock::duration waited{0};  // without the time that its nested calls take here
     while (true) {
+        const Clock::time_point begin = Clock::now();
         message.reset();
         if (status_t error = channel.receive(&message); error != OK) return error;
-        if (message.header().kind == MessageHeader::kCall) {
-            serveNested(channel, message);
-            continue;
+        if (message.header().kind == MessageHeader::kReply) break;
+        waited += Clock::now() - begin;
+        if (channel.patience() != Channel::kForever && waited >= channel.patience()) {
+            return TIMED_OUT;  // it calls and calls and does not answer
         }
-        reply->setSource(message, channel);
-        return OK;
+        serveNested(channel, message);
     }
+    reply->setSource(message, channel);
+    return OK;
 }
 
 status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, const Answer& answer) {
     ServedCall served(channel);
     Parcel data(call, channel);
     Parcel reply;
-    bool isAnswered = false;
     auto send = [&](status_t status, const Parcel& parcel) {
-        isAnswered = true;
+        served.isAnswered = true;
         status_t error = answer(status, parcel);
         if (error == DEAD_OBJECT || error == TIMED_OUT) return;  // there is nobody to tell
         if (error != OK) answer(error, Parcel());
@@ -97,11 +113,8 @@ status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, con
         const MessageHeader& header = call.header();
         status = object->transact(header.code, data, &reply, header.flags, sendReply);
     }
-    if (data.isMalformed()) {
-        logPeer(channel.peer(), "malformed arguments");
-        return BAD_VALUE;
-    }
-    if (!isAnswered) send(status, reply);
+    if (data.isMalformed()) return BAD_VALUE;
+    if (!served.isAnswered) send(status, reply);
     return OK;
 }
 

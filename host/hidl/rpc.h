@@ -16,6 +16,18 @@ class Turn {
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
 
+    /** Leaves the turn to others while the object lives; without one it does nothing. */
+    class Pause {
+      public:
+        Pause();
+        ~Pause();
+        Pause(const Pause&) = delete;
+        Pause& operator=(const Pause&) = delete;
+
+      private:
+        const int mTurns;
+    };
+
     /** From now on there is a single RPC thread. Called before it runs. */
     static void takeTurns();
 };
@@ -39,7 +51,10 @@ using Answer = std::function<status_t(status_t, const Parcel&)>;
  */
 status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, const Answer& answer);
 
-/** Channel of a call of `peer` that this thread is serving, or null: nested calls go that way. */
+/**
+ * Channel of a call of `peer` that this thread is serving, or null: nested calls go that way. Once
+ * the call is answered the peer does not wait there any more.
+ */
 Channel* servedChannel(pid_t peer);
 
 }  // namespace android::hardware

@@ -69,7 +69,7 @@ void Listener::start(unique_fd socket, const sp<BHwBinder>& object) {
     std::shared_ptr<Listener> listener(new Listener(std::move(socket), object));
     std::lock_guard<std::mutex> lock(listeners().lock);
     listeners().all.push_back(listener);
-    listener->mKey = EventLoop::instance().add(fd, EPOLLIN, listener);
+    EventLoop::instance().add(fd, EPOLLIN, listener, &listener->mKey);
 }
 
 void Listener::pause(bool shouldPause) {
@@ -172,6 +172,15 @@ unique_fd listenAt(int directory, const Identity& identity) {
     return socket;
 }
 
+/**
+ * A HAL of the platform answers soon or not at all, and its caller has others to serve. Any other
+ * service may take long: ours wait for the middleware inside a call.
+ */
+Channel::Patience patienceFor(const std::string& descriptor) {
+    const bool isHal = descriptor.rfind("android.hardware.", 0) == 0;
+    return isHal ? Channel::kCallback : Channel::kForever;
+}
+
 }  // namespace
 
 status_t registerService(const std::vector<std::string>& descriptors, const std::string& instance,
@@ -204,6 +213,14 @@ status_t registerService(const std::vector<std::string>& descriptors, const std:
     return OK;
 }
 
+sp<BHwBinder> findRegistered(const Identity& identity) {
+    std::lock_guard<std::mutex> lock(listeners().lock);
+    for (const auto& listener : listeners().all) {
+        if (listener->object->identity() == identity) return listener->object;
+    }
+    return nullptr;
+}
+
 void resumeAccepting() {
     pauseAccepting(false);
 }
@@ -213,19 +230,14 @@ namespace details {
 sp<IBinder> findService(const std::string& descriptor, const std::string& instance) {
     Identity identity;
     if (!resolve(fs::path(runDirectory()) / descriptor / instance, &identity)) return nullptr;
-    {
-        std::lock_guard<std::mutex> lock(listeners().lock);
-        for (const auto& listener : listeners().all) {
-            if (listener->object->identity() == identity) return listener->object;
-        }
-    }
+    if (sp<BHwBinder> own = findRegistered(identity); own != nullptr) return own;
     if (sp<BpHwBinder> known = findImported(identity); known != nullptr && !known->isDead()) {
         return known;
     }
     unique_fd directory = openRunDirectory();
     unique_fd socket = connectTo(directory, identity);
     if (socket < 0) return nullptr;
-    return importService(identity, std::move(socket));
+    return importService(identity, std::move(socket), patienceFor(descriptor));
 }
 
 std::vector<std::string> listServices() {

@@ -25,6 +25,10 @@ namespace android::hardware {
 status_t registerService(const std::vector<std::string>& descriptors, const std::string& instance,
                          const sp<BHwBinder>& object);
 
+/** @return the object of this process that is registered as a service under an identity, or null.
+ */
+sp<BHwBinder> findRegistered(const Identity& identity);
+
 /** Goes on accepting connections after the process had run out of descriptors. */
 void resumeAccepting();
 

@@ -60,7 +60,7 @@ status_t BHwBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, u
     return onTransact(code, data, reply, flags, std::move(callback));
 }
 
-sp<IBinder> IInterface::asBinder(IInterface* interface) {
+IBinder* IInterface::asBinder(IInterface* interface) {
     return interface == nullptr ? nullptr : interface->onAsBinder();
 }
 

@@ -44,8 +44,15 @@ struct bs_tag {};
 
 std::string toHexString(uint64_t value);
 
+// Generated headers specialise this without `inline`. To g++ each file then has its own anyway.
+#ifdef __clang__
+namespace {
+#endif
 template <typename T>
 constexpr std::array<T, 0> hidl_enum_values{};
+#ifdef __clang__
+}  // namespace
+#endif
 
 /** Process id that an object may tell of itself. */
 int32_t getPidIfSharable();
@@ -257,7 +264,7 @@ struct hidl_array {
 struct hidl_memory {
   private:
     hidl_handle mHandle;
-    alignas(8) uint64_t mSize = 0;
+    [[maybe_unused]] alignas(8) uint64_t mSize = 0;
     hidl_string mName;
 };
 

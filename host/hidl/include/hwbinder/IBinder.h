@@ -80,7 +80,7 @@ class BpHwRefBase : public virtual RefBase {
 /** Part of every proxy: leads generated code from the proxy to the remote object. */
 class IInterface : public virtual RefBase {
   public:
-    static sp<IBinder> asBinder(IInterface* interface);
+    static IBinder* asBinder(IInterface* interface);
 
   protected:
     virtual IBinder* onAsBinder() = 0;

@@ -54,7 +54,7 @@ class Parcel {
     status_t writeBytes(const void* data, size_t size);
 
     // Reading. Each answers OK, or BAD_VALUE if the peer did not send what is asked for; that
-    // marks the parcel as malformed.
+    // marks the parcel as malformed and ends the connection.
 
     bool enforceInterface(const char* descriptor) const;
     status_t readInt32(int32_t* value) const;
@@ -151,16 +151,24 @@ namespace details {
 
 /**
  * Bytes of a T that carry a value are 0xFF, padding is 0. Found by copying a T into memory of two
- * different fillings: the language has no way to ask.
+ * different fillings: the language has no way to ask. What is copied with its padding needs a
+ * compiler that tells.
  */
 template <typename T>
 const uint8_t* valueMask() {
     static const auto mask = [] {
         std::array<uint8_t, sizeof(T)> bytes;
-        alignas(T) uint8_t zeros[sizeof(T)];
         alignas(T) uint8_t ones[sizeof(T)];
-        memset(zeros, 0x00, sizeof(zeros));
         memset(ones, 0xFF, sizeof(ones));
+#if __has_builtin(__builtin_clear_padding)
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            __builtin_clear_padding(reinterpret_cast<T*>(ones));
+            memcpy(bytes.data(), ones, sizeof(ones));
+            return bytes;
+        }
+#endif
+        alignas(T) uint8_t zeros[sizeof(T)];
+        memset(zeros, 0x00, sizeof(zeros));
         const T value{};
         T* copies[] = {new (zeros) T(value), new (ones) T(value)};
         for (size_t i = 0; i < sizeof(T); i++) bytes[i] = zeros[i] == ones[i] ? 0xFF : 0x00;

@@ -1,0 +1,451 @@
+/* The HIDL runtime as two processes meet in it: a server of small fakes, and its clients. */
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <set>
+
+#include <com/zavo/dtv/hardware/audio/3.0/hwtypes.h>
+
+#include "tests/support/hidl_fakes.h"
+#include "tests/support/processes.h"
+#include "tests/support/raw_client.h"
+#include "tests/support/temp_set.h"
+
+namespace {
+
+using namespace fakes;
+using namespace std::chrono_literals;
+using base::unique_fd;
+using hidl::base::V1_0::DebugInfo;
+using hidl::base::V1_0::IBase;
+using Clock = std::chrono::steady_clock;
+
+/** Given a set and the server's process, ready; the whole case within a deadline. */
+class HidlTest : public testing::Test {
+  protected:
+    HidlTest() {
+        alarm(40);
+        gJournal = new Lines;  // threads that outlive the case may use them
+        gOrders = new Lines;
+    }
+    void start(const std::function<void()>& body = serve) {
+        mServer.reset();
+        mServer = std::make_unique<Process>(body);
+        ASSERT_EQ("ready", gJournal->next());
+    }
+
+    TempSet mSet;
+    std::unique_ptr<Process> mServer;
+};
+
+TEST_F(HidlTest, AnObjectIsReachableUnderEveryVersionAndCanBeCastUpwards) {
+    start();
+    sp<V1_0::IHdmiAudio> oldest = V1_0::IHdmiAudio::getService("default");
+    EXPECT_EQ(2, order(oldest, {"keep", "it"}));
+    sp<V1_1::IHdmiAudio> newer = V1_1::IHdmiAudio::castFrom(oldest);
+    sp<V3_1::IHdmiAudio> newest = V3_1::IHdmiAudio::castFrom(newer);
+    EXPECT_TRUE(interfacesEqual(newest, hdmiAudio()));
+    auto expectKept = [](const Words& kept) { EXPECT_EQ((Words{"keep", "it"}), kept); };
+    EXPECT_TRUE(newest->getAudioCapabilities(expectKept).isOk());
+    EXPECT_EQ(nullptr, sp<V3_1::IOutputSpeaker>(V3_1::IOutputSpeaker::castFrom(sp<IBase>(oldest))));
+    sp<V3_1::IOutputSpeaker> speaker =
+            V3_1::IOutputSpeaker::castFrom(V2_0::IOutputSpeaker::getService("default"));
+    EXPECT_EQ(V2_0::SurroundType::TYPE_2, V2_0::SurroundType(speaker->getSurroundType()));
+    EXPECT_EQ(-1, int32_t(speaker->setTvPosition(1)));
+    EXPECT_EQ(nullptr, V1_0::IHdmiAudio::getService("other"));
+}
+
+TEST_F(HidlTest, StringsAndNestedListsArriveAsTheyWereSent) {
+    start();
+    sp<V3_1::IOutputExternal> external = V3_1::IOutputExternal::getService("default");
+    for (const std::string& sent : {std::string(), std::string("a\0b", 3), std::string("1234567"),
+                                    std::string("12345678"), std::string(100'000, 'x')}) {
+        EXPECT_EQ(int32_t(sent.size()), int32_t(external->setEncodingFormat(sent)));
+        auto expectSame = [&](const hidl_string& kept) { EXPECT_EQ(sent, std::string(kept)); };
+        EXPECT_TRUE(external->getEncodingFormat(expectSame).isOk());
+    }
+    sp<V3_1::IAcousticCalibration> calibration = V3_1::IAcousticCalibration::getService("default");
+    const std::vector<V3_0::bandEqualizer> bands(31, {"Parametric", 0, 0, -9});
+    const hidl_vec<V3_0::calibratedData> data = {{"FL", bands, 1.5f, 2.5f}, {"", {}, 0, 0}};
+    EXPECT_EQ(2, int32_t(calibration->setCalibratedData(data)));
+    auto expectData = [&](const auto& kept) { EXPECT_EQ(data, kept); };
+    EXPECT_TRUE(calibration->getCalibratedData(expectData).isOk());
+    auto expectAll = [](const auto& all) { EXPECT_EQ(FakeCalibration::parameters(), all); };
+    EXPECT_TRUE(calibration->getCalibrationParameters(expectAll).isOk());
+}
+
+TEST_F(HidlTest, AMessageOfMoreThanAMebibyteFailsAloneAndTheNextOneArrives) {
+    start();
+    sp<V5_0::IHeadphoneVirtualizer> service = V5_0::IHeadphoneVirtualizer::getService("default");
+    std::vector<uint8_t> ones(1 << 20, 1);  // more than these is never looked at
+    const std::pair<uint32_t, int32_t> cases[] = {
+            {0, 0},         {4096, 8192},      {4097, 8194},      {262144, 524288},
+            {1048576, -99}, {0xFFFFFFF0, -99}, {1048000, 2096000}};
+    hidl_vec<uint8_t> data;
+    for (const auto& [size, sum] : cases) {
+        data.setToExternal(ones.data(), size);
+        EXPECT_EQ(sum, service->append(1, data).withDefault(-99)) << size;
+    }
+    EXPECT_FALSE(service->getAvailableVirtualizerTypes([](const Words&) {}).isOk());
+    EXPECT_TRUE(service->ping().isOk());
+}
+
+/** What goes over the wire is the same whatever the padding holds and wherever the heap is. */
+template <typename T, typename Assign>
+void expectValuesAlone(const Assign& assign) {
+    alignas(T) uint8_t memory[2][sizeof(T)];
+    std::string bytes[2];
+    for (int i : {0, 1}) {
+        memset(memory[i], i == 0 ? 0x55 : 0xAA, sizeof(T));
+        T* value = new (memory[i]) T;
+        assign(value);
+        Parcel parcel;
+        size_t handle;
+        EXPECT_EQ(OK, parcel.writeBuffer(value, sizeof(T), &handle));
+        if constexpr (!std::is_trivially_copyable_v<T>) {
+            EXPECT_EQ(OK, V3_0::writeEmbeddedToParcel(*value, &parcel, handle, 0));
+        }
+        bytes[i] = bytesOnTheWire(parcel);
+    }
+    EXPECT_EQ(bytes[0], bytes[1]);
+    for (auto& value : memory) reinterpret_cast<T*>(value)->~T();
+}
+
+TEST_F(HidlTest, NeitherPointersNorPaddingLeaveTheProcess) {
+    const V3_0::bandEqualizer band{"Parametric", 1, 2, 3};
+    expectValuesAlone<V3_0::bandEqualizer>([&](auto* value) { *value = band; });
+    expectValuesAlone<V3_0::channelCurve>([&](auto* value) {
+        value->channel = std::string(5000, 'x');
+        value->enabled = true;
+        value->bands = {band, band};
+    });
+    expectValuesAlone<DebugInfo>([](auto* value) {
+        value->pid = 1;
+        value->ptr = 2;
+        value->arch = DebugInfo::Architecture::IS_64BIT;
+    });
+}
+
+TEST_F(HidlTest, AnObjectKeepsItsIdentityComesBackToItsOwnerAndCannotGoToAThirdProcess) {
+    Process third([] {
+        EXPECT_EQ(OK, sp(new FakeHdmiAudio)->registerAsService("third"));
+        gJournal->say("third");
+        pause();
+    });
+    ASSERT_EQ("third", gJournal->next());
+    start();
+    sp<IHdmiAudioCallback> one = give([](const Words&) {}), other = new Callback([](auto&) {});
+    const std::pair<sp<IHdmiAudioCallback>, const char*> cases[] = {
+            {one, "the same callback"}, {other, "another callback"}, {one, "another callback"},
+            {nullptr, "null"},          {one, "another callback"},   {one, "the same callback"}};
+    for (const auto& [given, arrives] : cases) {
+        EXPECT_TRUE(hdmiAudio()->setCallback(given).isOk());
+        EXPECT_EQ(arrives, gJournal->next());
+    }
+    sp<FakeHdmiAudio> mine = new FakeHdmiAudio;
+    mine->own = one;
+    ASSERT_EQ(OK, mine->registerAsService("mine"));
+    EXPECT_EQ(mine, V3_1::IHdmiAudio::getService("mine")) << "not the local object";
+    EXPECT_EQ(-1, order(hdmiAudio(), {"hand over", "third"}));
+    EXPECT_EQ(0, order(hdmiAudio(), {"hand over", "mine"}));
+    EXPECT_EQ("my own object", gJournal->next());
+}
+
+TEST_F(HidlTest, TheDeathOfAClientIsToldOnTheRpcThreadToThoseWhoStillWantToKnow) {
+    for (const bool wantsToKnow : {true, false}) {
+        Process client([] {
+            gOrders->next();
+            hdmiAudio()->setCallback(new Callback([](const Words&) {})).isOk();
+            pause();
+        });
+        start();
+        gOrders->say("go");
+        ASSERT_EQ("another callback", gJournal->next());
+        EXPECT_EQ(1, order(hdmiAudio(), {"link"}));
+        EXPECT_EQ(1, order(hdmiAudio(), {wantsToKnow ? "keep" : "unlink"}));
+        client.end();
+        EXPECT_EQ(wantsToKnow ? "death of 7 on the RPC thread" : "(nothing)", gJournal->next(1s));
+        EXPECT_EQ(-1, order(hdmiAudio(), {"tell"}));
+        EXPECT_EQ(0, order(hdmiAudio(), {"link"})) << "to a dead one";
+        EXPECT_EQ("(nothing)", gJournal->next(200ms));
+    }
+}
+
+TEST_F(HidlTest, ACallbackRunsOnTheThreadThatWaitsAndMayCallTheServiceAndOthers) {
+    start();
+    configureRpcThreadpool(1, true);  // and nobody joins: no other thread could run the callback
+    sp<V3_1::IHdmiAudio> service = hdmiAudio();
+    std::vector<std::string> told;
+    auto callback = give([&](const Words& words) {
+        told.push_back(words[1]);
+        if (words[1] == "deeper") return;
+        EXPECT_EQ(0, order(service, {"tell", "deeper"}));
+        // Connections that the server cannot have accepted yet, since it waits for this callback.
+        EXPECT_EQ(1, V3_1::IOutputExternal::getService("default")
+                             ->registerEncodingFormatListener(
+                                     V3_1::IOutputEncodingStatusListener::getService("default"))
+                             .withDefault(-99));
+    });
+    EXPECT_EQ(0, order(service, {"tell", "first"}));
+    EXPECT_EQ((std::vector<std::string>{"first", "deeper"}), told);
+}
+
+TEST_F(HidlTest, OtherClientsWaitUntilACallWithItsCallbackIsOver) {
+    Process other([] {
+        gOrders->next();
+        order(hdmiAudio(), {"say", "the other is served"});
+    });
+    start();
+    auto callback = give([](const Words&) {
+        gOrders->say("go");
+        EXPECT_EQ("(nothing)", gJournal->next(300ms));
+        order(hdmiAudio(), {"say", "the first is served"});
+    });
+    EXPECT_EQ(0, order(hdmiAudio(), {"tell"}));
+    EXPECT_EQ("the first is served", gJournal->next());
+    EXPECT_EQ("the other is served", gJournal->next());
+}
+
+TEST_F(HidlTest, AWorkersCallbackRunsAtOnceAndItsNestedCallWaitsForTheRpcThread) {
+    start();
+    sp<V3_1::IHdmiAudio> service = hdmiAudio();
+    auto callback = give([&](const Words&) {
+        gJournal->say("told");
+        order(service, {"say", "nested"});
+        gJournal->say("nested call is over");
+    });
+    order(service, {"tell from a worker", "now"});
+    EXPECT_EQ(0, order(service, {"work", "300"}));
+    std::vector<std::string> lines;
+    while (lines.size() < 5) lines.push_back(gJournal->next());
+    auto at = [&](const char* line) { return std::find(lines.begin(), lines.end(), line); };
+    EXPECT_LT(at("told"), at("work ends")) << testing::PrintToString(lines);
+    EXPECT_LT(at("nested call is over"), lines.end());
+    EXPECT_TRUE(at("nested") < at("work begins") || at("work ends") < at("nested"));
+}
+
+TEST_F(HidlTest, AWorkerAndTheRpcThreadThatCallTheSameCallbackDoNotBlockEachOther) {
+    Process other([] {
+        gOrders->next();
+        gJournal->say("tell: " + std::to_string(order(hdmiAudio(), {"tell", "RPC thread"})));
+    });
+    start();
+    sp<V3_1::IHdmiAudio> service = hdmiAudio();
+    auto callback = give([&](const Words& words) {
+        if (words[0] != "worker") return;
+        gOrders->say("go");
+        usleep(200'000);  // the RPC thread waits for its turn with the callback by now
+        EXPECT_EQ(0, order(service, {"say", "nested"}));
+    });
+    order(service, {"tell from a worker", "worker"});
+    EXPECT_EQ("nested", gJournal->next());
+    EXPECT_EQ("tell: 0", gJournal->next());
+}
+
+TEST_F(HidlTest, ACallbackAfterTheAnswerGoesToTheClientsOwnRpcThread) {
+    start();
+    auto callback = give([](const Words&) {});
+    order(hdmiAudio(), {"tell late"});
+    EXPECT_TRUE(hdmiAudio()->getAudioCapabilities([](const Words&) {}).isOk());
+    EXPECT_EQ("told", gJournal->next(2s));
+}
+
+TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
+    start();
+    unique_fd null(open("/dev/null", O_RDWR)), datagram(socket(AF_UNIX, SOCK_DGRAM, 0));
+    const std::string hdmi = "3.1::IHdmiAudio", external = "3.1::IOutputExternal";
+    const auto list = [](auto body) { return message(2, token("1.0::IHdmiAudio") + body); };
+    const auto object = [](const std::string& reference, uint32_t fdCount = 0) {
+        return message(3, token("1.1::IHdmiAudio") + reference, fdCount);
+    };
+    const auto reference = [](uint32_t kind) { return item(kind, uint32_t(0), 1LL, 2LL); };
+    const auto boolean = [](auto body) { return message(1, token("2.0::IOutputExternal") + body); };
+    const auto sized = [](uint32_t size) { return message(2, "", 0, MessageHeader::kCall, size); };
+    const std::string whole = list(head(0)), most = whole.substr(0, whole.size() - 1);
+    const char *arguments = "malformed arguments", *half = "half a message", *big = "oversized";
+    const char *fds = "descriptors missing or left over", *more = "bytes behind the message";
+    const struct {
+        const char* what;
+        std::string interface, bytes, why;
+        int fd = -1;
+    } cases[] = {
+            {"noise", hdmi, std::string(64, '\xA5'), "unknown kind of message"},
+            {"a reply", hdmi, message(0, "", 0, MessageHeader::kReply), "a reply to no call"},
+            {"half a header", hdmi, whole.substr(0, 20), half},
+            {"half a body", hdmi, most, half},
+            {"one byte too many", hdmi, whole + "x", more},
+            {"two calls at once", hdmi, whole + whole, more},
+            {"a size beyond all", hdmi, sized(0xFFFFFFFF), big},
+            {"a mebibyte and a byte", hdmi, sized((1 << 20) - 39), big},
+            {"no descriptor", hdmi, object(reference(1), 1), fds},
+            {"a descriptor unasked for", hdmi, whole, fds, null},
+            {"no interface", hdmi, message(2, ""), arguments},
+            {"an interface without end", hdmi, message(2, std::string(32, 'x')), arguments},
+            {"no list", hdmi, list(""), arguments},
+            {"a list longer than the message", hdmi, list(head(1)), arguments},
+            {"a list beyond all", hdmi, list(head(0xFFFFFFFF) + head(0)), arguments},
+            {"a string beyond all", hdmi, list(head(1) + head(0xFFFFFFFF) + text("x")), arguments},
+            {"a string without end", hdmi, list(head(1) + head(7) + "xxxxxxxx"), arguments},
+            {"a bool of 2", external, boolean(item(2)), arguments},
+            {"no bool", external, boolean(""), arguments},
+            {"no object", hdmi, object(""), arguments},
+            {"an object without a socket", hdmi, object(reference(1)), arguments},
+            {"an object at a file", hdmi, object(reference(1), 1), arguments, null},
+            {"an object at a datagram socket", hdmi, object(reference(1), 1), arguments, datagram},
+            {"an object never given", hdmi, object(reference(2)), arguments},
+            {"an object of no kind", hdmi, object(reference(9)), arguments}};
+    RawClient wrong(hdmi), silent(hdmi);
+    EXPECT_TRUE(wrong.send(message(1, token("2.0::IOutputSpeaker"))));
+    EXPECT_EQ(std::to_string(uint32_t(BAD_TYPE)), wrong.reply()) << "no such interface";
+    EXPECT_TRUE(wrong.send(message(99, token("1.0::IHdmiAudio"))));
+    EXPECT_EQ(std::to_string(uint32_t(UNKNOWN_TRANSACTION)), wrong.reply()) << "no such method";
+    EXPECT_TRUE(wrong.send(whole));
+    EXPECT_EQ("0", wrong.reply()) << "neither is hostile";
+    EXPECT_TRUE(silent.send(most));
+    for (const auto& c : cases) {
+        RawClient client(c.interface);
+        EXPECT_TRUE(client.send(c.bytes, c.fd)) << c.what;
+        if (c.why == half) client.hangUp();
+        EXPECT_EQ(closed(c.why), gJournal->next(2s)) << c.what;
+        EXPECT_EQ(c.why == half ? "silent" : "closed", client.reply()) << c.what;
+        EXPECT_EQ(2, order(hdmiAudio(), {"keep", "it"})) << "after " << c.what;
+    }
+    EXPECT_TRUE(silent.send(whole.substr(whole.size() - 1)));
+    EXPECT_EQ("0", silent.reply()) << "the other half came";
+    EXPECT_EQ("(nothing)", gJournal->next(0ms));
+}
+
+TEST_F(HidlTest, AClientThatDoesNotAnswerIsGivenUpAndWelcomeAgain) {
+    Process client([] {
+        sp<V3_1::IHdmiAudio> service;
+        sp<Callback> callback = new Callback([&](const Words& words) {
+            gJournal->say(words[1]);
+            while (words[1] == "call on" && order(service, {"keep", "it"}) == 2) continue;
+        });
+        while (gOrders->next(40s) != "(nothing)") {
+            do service = hdmiAudio();
+            while (!service->setCallback(callback).isOk());
+        }
+    });
+    start();
+    gOrders->say("register");
+    ASSERT_EQ("another callback", gJournal->next());
+    for (const std::string what : {"stop", "call on"}) {
+        if (what == "stop") client.stop();
+        const Clock::time_point begin = Clock::now();
+        EXPECT_EQ(-2, order(hdmiAudio(), {"tell", what})) << "neither told nor dead";
+        EXPECT_GE(Clock::now() - begin, 5s);
+        EXPECT_LE(Clock::now() - begin, what == "stop" ? 7s : 25s);
+        EXPECT_EQ(-1, order(hdmiAudio(), {"tell", "again"})) << "dead from then on";
+        client.resume();
+        gOrders->say("register");
+        const std::string givenUp = closed("it does not answer", client.pid());
+        const std::set<std::string> lines{gJournal->next(), gJournal->next(), gJournal->next()};
+        EXPECT_EQ((std::set<std::string>{"another callback", what, givenUp}), lines);
+        EXPECT_EQ(0, order(hdmiAudio(), {"tell", "again"}));
+        EXPECT_EQ("again", gJournal->next());
+    }
+}
+
+TEST_F(HidlTest, AClientThatNeverReadsIsGivenUpWhileOthersAreServed) {
+    Process client([] {
+        gOrders->next();
+        RawClient raw("3.1::IHdmiAudio");
+        for (int calls = 0; calls < 5; calls++) {
+            raw.send(message(1, token("1.0::IHdmiAudio")));
+            usleep(50'000);  // a call that is sent before the one before is answered is malformed
+        }
+        pause();
+    });
+    start();
+    EXPECT_EQ(2, order(hdmiAudio(), {"keep", std::string(900'000, 'x')}));
+    gOrders->say("go");
+    for (int i = 0; i < 45; i++) {
+        EXPECT_TRUE(hdmiAudio()->ping().isOk());
+        EXPECT_EQ("(nothing)", gJournal->next(100ms));
+    }
+    EXPECT_EQ(closed("it does not answer", client.pid()), gJournal->next(2s));
+}
+
+TEST_F(HidlTest, ANameBelongsToALiveProcessAndIsFreeWhenThatIsDead) {
+    Process second([] {
+        for (int i = 0; i < 2; i++) {
+            gOrders->next();
+            gJournal->say(std::to_string(sp(new FakeHdmiAudio)->registerAsService("default")));
+        }
+        pause();
+    });
+    start();
+    gOrders->say("register");
+    EXPECT_EQ(std::to_string(ALREADY_EXISTS), gJournal->next());
+    EXPECT_TRUE(hdmiAudio()->ping().isOk());
+    mServer->end();
+    EXPECT_EQ(nullptr, hdmiAudio());
+    gOrders->say("register");
+    EXPECT_EQ("0", gJournal->next());
+    EXPECT_TRUE(V1_0::IHdmiAudio::getService("default")->ping().isOk());
+    EXPECT_EQ(BAD_VALUE, sp(new FakeHdmiAudio)->registerAsService("../default"));
+    EXPECT_EQ(std::filesystem::perms(0700),
+              std::filesystem::status(mSet.path("run")).permissions());
+}
+
+TEST_F(HidlTest, FiveHundredClientsAreServedAtOnceAndOnePeerHasABound) {
+    const rlimit enough{3000, 3000};
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &enough));
+    start();
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 500; i++) clients.emplace_back("3.1::IHdmiAudio");
+    for (RawClient& client : clients) client.send(message(1, token("1.0::IHdmiAudio")));
+    for (RawClient& client : clients) ASSERT_EQ("0", client.reply());
+    while (clients.size() < 2048) clients.emplace_back("3.1::IHdmiAudio");
+    EXPECT_EQ("closed", RawClient("3.1::IHdmiAudio").reply());
+    EXPECT_EQ(closed("it has too many"), gJournal->next());
+    clients.clear();
+    usleep(300'000);
+    EXPECT_EQ(2, order(hdmiAudio(), {"keep", "it"}));
+}
+
+TEST_F(HidlTest, WithoutDescriptorsNewClientsWaitAndTheServerRests) {
+    start([] {
+        const rlimit few{64, 64};
+        setrlimit(RLIMIT_NOFILE, &few);
+        serve();
+    });
+    sp<V3_1::IHdmiAudio> known = hdmiAudio();
+    EXPECT_TRUE(known->ping().isOk());
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 100; i++) clients.emplace_back("3.1::IHdmiAudio");
+    clients.back().send(message(1, token("1.0::IHdmiAudio")));
+    EXPECT_TRUE(known->ping().isOk());
+    const long ticks = mServer->ticks();
+    usleep(300'000);
+    EXPECT_LE(mServer->ticks() - ticks, 5);
+    clients.erase(clients.begin(), clients.begin() + 60);
+    EXPECT_EQ("0", clients.back().reply());
+}
+
+TEST_F(HidlTest, NobodyCallsNothingWakesUp) {
+    start();
+    auto callback = give([](const Words&) {});
+    EXPECT_EQ(1, order(hdmiAudio(), {"link"}));
+    usleep(50'000);
+    const std::string before = mServer->status("voluntary_ctxt_switches");
+    usleep(300'000);
+    EXPECT_EQ(before, mServer->status("voluntary_ctxt_switches"));
+    EXPECT_TRUE(hdmiAudio()->ping().isOk());
+    EXPECT_NE(before, mServer->status("voluntary_ctxt_switches"));
+}
+
+TEST_F(HidlTest, AFailureThatNobodyExaminesEndsTheProcess) {
+    start();
+    sp<V3_1::IHdmiAudio> service = hdmiAudio();
+    mServer->end();
+    EXPECT_DEATH(service->ping(), "a failed call was not examined: the other side is gone");
+    EXPECT_DEATH(int32_t(service->setAudioCapabilities({})), "was not examined");
+    EXPECT_TRUE(service->ping().isDeadObject());
+    EXPECT_EQ(5, service->setAudioCapabilities({}).withDefault(5));
+}
+
+}  // namespace

@@ -1,0 +1,242 @@
+#pragma once
+
+#include <android/log.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <numeric>
+#include <thread>
+
+#include <com/zavo/dtv/hardware/audio/3.1/IAcousticCalibration.h>
+#include <com/zavo/dtv/hardware/audio/3.1/IHdmiAudio.h>
+#include <com/zavo/dtv/hardware/audio/3.1/IOutputEncodingStatusListener.h>
+#include <com/zavo/dtv/hardware/audio/3.1/IOutputExternal.h>
+#include <com/zavo/dtv/hardware/audio/3.1/IOutputSpeaker.h>
+#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
+#include <hidl/HidlTransportSupport.h>
+
+#include "tests/support/processes.h"
+
+/* Small services for tests of the HIDL runtime, and their clients' callbacks. */
+namespace fakes {
+
+using namespace android;
+using namespace android::hardware;
+using namespace com::zavo::dtv::hardware::audio;
+using V1_1::IHdmiAudioCallback;
+using Words = hidl_vec<hidl_string>;
+
+struct Callback : IHdmiAudioCallback {
+    explicit Callback(std::function<void(const Words&)> f) : told(std::move(f)) {}
+    Return<void> onCapabilityChanged(const Words& words) override {
+        told(words);
+        return Void();
+    }
+    const std::function<void(const Words&)> told;
+};
+
+struct Mourner : hidl_death_recipient {
+    void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>&) override {
+        gJournal->say("death of " + std::to_string(cookie) +
+                      (gettid() == getpid() ? " on the RPC thread" : " elsewhere"));
+    }
+};
+
+/** A service that does what its client's words say: setAudioCapabilities({ORDER, ARGUMENT}). */
+struct FakeHdmiAudio : V3_1::IHdmiAudio {
+    explicit FakeHdmiAudio(bool shouldObey = true) : obeys(shouldObey) {}
+    Return<void> getAudioCapabilities(getAudioCapabilities_cb answer) override {
+        answer(kept);
+        if (notifiesLate) gJournal->say(tell({"late"}) == 0 ? "told" : "not told");
+        return Void();
+    }
+    Return<int32_t> setAudioCapabilities(const Words& words) override {
+        const std::string order = obeys && words.size() > 0 ? words[0] : "keep";
+        const std::string argument = words.size() > 1 ? words[1] : hidl_string();
+        if (order == "keep") return (kept = words).size();
+        if (order == "say") gJournal->say(argument);
+        if (order == "tell") return tell(words);
+        if (order == "tell late") notifiesLate = true;
+        if (order == "tell from a worker") std::thread([=] { tell({argument}); }).detach();
+        if (order == "work") {
+            gJournal->say("work begins");
+            usleep(useconds_t(std::stoi(argument)) * 1000);
+            gJournal->say("work ends");
+        }
+        if (order == "link") return callback->linkToDeath(mourner, 7).withDefault(false) ? 1 : 0;
+        if (order == "unlink") return callback->unlinkToDeath(mourner).withDefault(false) ? 1 : 0;
+        if (order == "hand over") {
+            sp<V1_1::IHdmiAudio> other = V1_1::IHdmiAudio::getService(argument);
+            return other->setCallback(callback).isOk() ? 0 : -1;
+        }
+        return 0;
+    }
+    Return<void> setCallback(const sp<IHdmiAudioCallback>& given) override {
+        if (!obeys) return Void();
+        const char* what = given == nullptr                   ? "null"
+                           : given == own                     ? "my own object"
+                           : interfacesEqual(callback, given) ? "the same callback"
+                                                              : "another callback";
+        gJournal->say(what);
+        callback = given;
+        return Void();
+    }
+    int32_t tell(const Words& words) {
+        Return<void> told = callback->onCapabilityChanged(words);
+        return told.isOk() ? 0 : told.isDeadObject() ? -1 : -2;
+    }
+
+    const bool obeys;
+    Words kept;
+    bool notifiesLate = false;
+    sp<IHdmiAudioCallback> callback;
+    sp<IHdmiAudioCallback> own;
+    const sp<Mourner> mourner = new Mourner;
+};
+
+struct FakeSpeaker : V3_1::IOutputSpeaker {
+    Return<V2_0::SurroundType> getSurroundType() override { return V2_0::SurroundType::TYPE_2; }
+    Return<V3_1::TvPositionType> getTvPosition() override {
+        return V3_1::TvPositionType::WALL_MOUNT;
+    }
+    Return<int32_t> setTvPosition(int32_t type) override { return -type; }
+};
+
+struct FakeListener : V3_1::IOutputEncodingStatusListener {
+    Return<void> onForceEncodingChanged(bool) override { return Void(); }
+    Return<void> onEncodingFormatChanged(const hidl_string&) override { return Void(); }
+};
+
+struct FakeExternal : V3_1::IOutputExternal {
+    Return<int32_t> setForceEncodingEnabled(bool enable) override { return enable ? 1 : 0; }
+    Return<bool> getForceEncodingEnabled() override { return true; }
+    Return<int32_t> setEncodingFormat(const hidl_string& kept) override {
+        format = kept;
+        return int32_t(kept.size());
+    }
+    Return<void> getEncodingFormat(getEncodingFormat_cb answer) override {
+        answer(format);
+        return Void();
+    }
+    Return<void> getAvailableEncodingFormats(getAvailableEncodingFormats_cb answer) override {
+        answer({});
+        return Void();
+    }
+    Return<int32_t> registerEncodingFormatListener(
+            const sp<V2_0::IOutputEncodingStatusListener>& listener) override {
+        return listener == own ? 1 : 0;
+    }
+    Return<int32_t> unregisterEncodingFormatListener(
+            const sp<V2_0::IOutputEncodingStatusListener>& listener) override {
+        return listener == nullptr ? 1 : 0;
+    }
+
+    hidl_string format;
+    sp<V2_0::IOutputEncodingStatusListener> own;
+};
+
+struct FakeCalibration : V3_1::IAcousticCalibration {
+    Return<int32_t> setEnabled(bool) override { return 0; }
+    Return<bool> getEnabled() override { return true; }
+    Return<int32_t> setCalibratedData(const hidl_vec<V3_0::calibratedData>& data) override {
+        kept = data;
+        return int32_t(data.size());
+    }
+    Return<void> getCalibratedData(getCalibratedData_cb answer) override {
+        answer(kept);
+        return Void();
+    }
+    Return<void> getCalibrationParameters(getCalibrationParameters_cb answer) override {
+        answer(parameters());
+        return Void();
+    }
+    static V3_0::calibrationParameters parameters() {
+        V3_0::calibrationParameters all{};
+        all.param1 = -1;
+        all.param14 = 14.5f;
+        all.frequencyRanges1 = {{"Front", 10, 100}, {"", 20, 200}};
+        all.bands = {{"Parametric", 1, 2, 3}};
+        all.channelCurves = {{"Front", true, {{"a", 1, 2, 3}, {"", 0, 0, -9}}}, {"x", false, {}}};
+        return all;
+    }
+
+    hidl_vec<V3_0::calibratedData> kept;
+};
+
+struct FakeVirtualizerCallback : V5_0::IHeadphoneVirtualizerCallback {
+    Return<void> onTransferResult(int32_t) override { return Void(); }
+};
+
+struct FakeVirtualizer : V5_0::IHeadphoneVirtualizer {
+    using Handler = V5_0::IHeadphoneVirtualizerCallback;
+    Return<int32_t> setVirtualizerEnabled(bool) override { return 0; }
+    Return<bool> getVirtualizerEnabled() override { return true; }
+    Return<int32_t> setVirtualizerType(const hidl_string&) override { return 0; }
+    Return<void> getVirtualizerType(getVirtualizerType_cb answer) override {
+        answer("");
+        return Void();
+    }
+    Return<void> getAvailableVirtualizerTypes(getAvailableVirtualizerTypes_cb answer) override {
+        answer(Words{std::string(700'000, 'a'), std::string(700'000, 'b')});
+        return Void();
+    }
+    Return<int32_t> setUpmixEnabled(bool) override { return 0; }
+    Return<bool> getUpmixEnabled() override { return true; }
+    Return<int32_t> allocateParameterBuffer(V5_0::ParamType, int32_t) override { return 0; }
+    Return<int32_t> discardParameterBuffer(int32_t) override { return 0; }
+    Return<int32_t> getMaxAppendSize() override { return 0; }
+    Return<int32_t> append(int32_t, const hidl_vec<uint8_t>& data) override {
+        return std::accumulate(data.begin(), data.end(), int32_t(data.size()));
+    }
+    Return<int32_t> apply(int32_t, const sp<Handler>&) override { return 0; }
+    Return<int32_t> cancel(int32_t) override { return 0; }
+};
+
+inline void logToJournal(const __android_logger_data* entry, const char* text) {
+    if (entry->tag == std::string("hidl")) gJournal->say(text);
+}
+
+/** A process that serves one of each as "default" and tells of what its runtime logs. */
+[[noreturn]] inline void serve() {
+    __android_log_set_logger(logToJournal);
+    configureRpcThreadpool(1, true);
+    sp<FakeExternal> external = new FakeExternal;
+    external->own = new FakeListener;
+    const std::pair<const char*, status_t> registered[] = {
+            {"hdmi", sp(new FakeHdmiAudio)->registerAsService("default")},
+            {"speaker", sp(new FakeSpeaker)->registerAsService("default")},
+            {"external", external->registerAsService("default")},
+            {"listener", external->own->registerAsService("default")},
+            {"calibration", sp(new FakeCalibration)->registerAsService("default")},
+            {"virtualizer", sp(new FakeVirtualizer)->registerAsService("default")}};
+    for (const auto& [name, status] : registered) {
+        if (status != OK) gJournal->say(name + std::string(": ") + std::to_string(status));
+    }
+    gJournal->say("ready");
+    joinRpcThreadpool();
+    _exit(1);
+}
+
+inline sp<V3_1::IHdmiAudio> hdmiAudio() {
+    return V3_1::IHdmiAudio::getService("default");
+}
+
+/** @return the answer of a FakeHdmiAudio, or -99 if none came. */
+inline int32_t order(const sp<V1_0::IHdmiAudio>& service, const Words& words) {
+    return service->setAudioCapabilities(words).withDefault(-99);
+}
+
+/** Gives the server a callback that it did not have. */
+inline sp<IHdmiAudioCallback> give(std::function<void(const Words&)> told) {
+    sp<IHdmiAudioCallback> callback = new Callback(std::move(told));
+    EXPECT_TRUE(hdmiAudio()->setCallback(callback).isOk());
+    EXPECT_EQ("another callback", gJournal->next());
+    return callback;
+}
+
+/** What the runtime logs when it ends a connection. */
+inline std::string closed(const std::string& why, pid_t pid = getpid()) {
+    return "closed a connection of process " + std::to_string(pid) + ": " + why;
+}
+
+}  // namespace fakes
