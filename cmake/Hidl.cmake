@@ -7,7 +7,8 @@ find_program(HIDL_GEN hidl-gen REQUIRED)
 set(HIDL_OUTPUT ${CMAKE_BINARY_DIR}/hidl)
 set(HIDL_ROOTS -R -p ${CMAKE_SOURCE_DIR}
     -r com.zavo.dtv.hardware.audio:interfaces
-    -r android.hidl:host/interfaces/hidl)
+    -r android.hidl:host/interfaces/hidl
+    -r android.hardware:host/interfaces/hardware)
 
 if(NOT TARGET hidl_generated)
     add_custom_target(hidl_generated)
@@ -18,7 +19,7 @@ function(hidl_sources variable)
     foreach(package ${ARGN})
         string(REPLACE "@" "/" path ${package})
         string(REGEX REPLACE "^com[.]zavo[.]dtv[.]hardware[.]audio/" "interfaces/" folder ${path})
-        string(REGEX REPLACE "^android[.]hidl[.]" "host/interfaces/hidl/" folder ${folder})
+        string(REGEX REPLACE "^android[.](hidl|hardware)[.]" "host/interfaces/\\1/" folder ${folder})
         file(GLOB definitions CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.hal)
         string(REGEX MATCH "^[^/]+" name ${path})
         string(REPLACE "." "/" output ${name})
@@ -31,7 +32,8 @@ function(hidl_sources variable)
             list(APPEND generated ${HIDL_OUTPUT}/${output}/${stem}.cpp)
         endforeach()
         set(frozen ${CMAKE_SOURCE_DIR}/interfaces/current.txt
-                   ${CMAKE_SOURCE_DIR}/host/interfaces/hidl/current.txt)
+                   ${CMAKE_SOURCE_DIR}/host/interfaces/hidl/current.txt
+                   ${CMAKE_SOURCE_DIR}/host/interfaces/hardware/current.txt)
         file(GLOB_RECURSE imports CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/interfaces/*.hal
                                                     ${CMAKE_SOURCE_DIR}/host/interfaces/*.hal)
         add_custom_command(

@@ -1,0 +1,125 @@
+#define LOG_TAG "AudioOutSp"
+
+#include "V3_1/OutputSpeaker.h"
+
+#include <log/log.h>
+
+#include "platform/PrimaryHalAccessor.h"
+#include "platform/dtv_svc.h"
+
+namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
+
+using ::android::sp;
+using platform::IPrimaryDevice;
+using platform::kSpeaker;
+using platform::kSurroundType;
+using platform::kTvPosition;
+using platform::PrimaryHalAccessor;
+using platform::readConfig;
+using platform::writeConfig;
+
+namespace {
+
+constexpr platform::DtvSvcWait kWait{
+        LOG_TAG, "hidlaudio", 10, 2000, ANDROID_LOG_DEBUG, "dtv_svc rpc server failed.", false};
+
+constexpr int32_t kTableTop = static_cast<int32_t>(TvPositionType::TABLE_TOP);
+constexpr int32_t kWallMount = static_cast<int32_t>(TvPositionType::WALL_MOUNT);
+
+/** Value of the speaker configuration that overrides the surround type. */
+constexpr int32_t kSpeakerOverride = 1;
+
+/** Empty if the device could not be opened when the service was built. */
+sp<IPrimaryDevice> sPrimaryDevice;
+
+void waitDtvSvcBoot() {
+    platform::waitDtvSvcBoot(kWait);
+}
+
+bool isSurroundType(int32_t value) {
+    return value >= static_cast<int32_t>(SurroundType::TYPE_0) &&
+           value <= static_cast<int32_t>(SurroundType::TYPE_2);
+}
+
+bool isPosition(int32_t value) {
+    return value == kTableTop || value == kWallMount;
+}
+
+void sendPosition(int32_t position) {
+    platform::setHalParameter(sPrimaryDevice, "tv_position",
+                              position == kWallMount ? "wall_mount" : "table_top");
+}
+
+}  // namespace
+
+OutputSpeaker::OutputSpeaker() {
+    ALOGD("[%s] start", __func__);
+    waitDtvSvcBoot();
+    platform::connectToDtvSvc(kWait.tag, __func__);
+
+    sPrimaryDevice = PrimaryHalAccessor().getHalPrimaryDevice();
+    if (sPrimaryDevice == nullptr) {
+        ALOGE("load audio interface failed");
+        return;
+    }
+    int32_t position;
+    if (const int32_t status = readConfig(kTvPosition, &position); status != 0) {
+        ALOGE("a_mtktvapi_config_get_value failed:ret = %d", status);
+        return;
+    }
+    ALOGD("get tv position:%d", position);
+    if (isPosition(position)) {
+        sendPosition(position);
+    } else {
+        ALOGE("a_mtktvapi_config_get_value:Illigal value = %d", position);
+    }
+    ALOGD("[%s] end", __func__);
+}
+
+Return<SurroundType> OutputSpeaker::getSurroundType() {
+    ALOGD("[%s] start", __func__);
+    int32_t type;
+    if (const int32_t status = readConfig(kSurroundType, &type); status != 0) {
+        ALOGE("getSurroundType, MTKTVAPI failed:ret = %d\n", status);
+        return SurroundType::TYPE_0;
+    }
+    int32_t speaker;
+    if (const int32_t status = readConfig(kSpeaker, &speaker); status != 0) {
+        ALOGE("getSurroundType, MTKTVAPI CFG_AUD_SPEAKER failed:ret = %d\n", status);
+        speaker = 0;
+    }
+    if (speaker == kSpeakerOverride || !isSurroundType(type)) type = 0;
+    ALOGD("[%s] end ret:%d", __func__, type);
+    return static_cast<SurroundType>(type);
+}
+
+Return<TvPositionType> OutputSpeaker::getTvPosition() {
+    ALOGD("[%s] start", __func__);
+    int32_t value;
+    const int32_t status = readConfig(kTvPosition, &value);
+    if (status != 0) {
+        ALOGE("a_mtktvapi_config_get_value failed:ret = %d", status);
+        return TvPositionType::TABLE_TOP;
+    }
+    ALOGD("get tv position:value = %d, result = %d", value, status);
+    const int32_t position = value == kWallMount ? kWallMount : kTableTop;
+    ALOGD("[%s] end:ret = %d", __func__, position);
+    return static_cast<TvPositionType>(position);
+}
+
+Return<int32_t> OutputSpeaker::setTvPosition(int32_t type) {
+    ALOGD("[%s] start:type = %d", __func__, type);
+    int32_t position = type;
+    if (!isPosition(type)) {
+        ALOGW("illigal argument:type = %d", type);
+        position = kTableTop;
+    }
+    const int32_t status = writeConfig(kTvPosition, position);
+    ALOGD("set tv position:value = %d, result = %d", position, status);
+    // Also after a failed write: the speakers follow the wish, whether or not it could be kept.
+    sendPosition(position);
+    ALOGD("[%s] end:ret = %d", __func__, status);
+    return status;
+}
+
+}  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

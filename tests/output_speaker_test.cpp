@@ -1,0 +1,233 @@
+/* The TV's own speakers: surround type, and position with and without a primary audio HAL. */
+
+#include <gtest/gtest.h>
+
+#include "V3_1/OutputSpeaker.h"
+#include "host/tvset/clock.h"
+#include "platform/PrimaryHalAccessor.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/program.h"
+#include "tests/support/temp_set.h"
+
+using namespace com::zavo::dtv::hardware::audio::platform;
+using namespace std::chrono_literals;
+using com::zavo::dtv::hardware::audio::V3_1::implementation::OutputSpeaker;
+using std::to_string;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+/** The set's primary audio HAL, in a process of its own. */
+struct Hal : public Program {
+    Hal() : Program({"tvset", "primary-hal"}) {
+        EXPECT_TRUE(poll([this] { return out() == "primary audio HAL is ready\n"; })) << err();
+    }
+};
+
+constexpr char kPosition[] = "config/g_audio__tv_position";
+const std::string kOpened = "openPrimaryDevice() = 0";
+const std::string kTableTop = "setParameters([], [{\"tv_position\", \"table_top\"}]) = ";
+const std::string kWallMount = "setParameters([], [{\"tv_position\", \"wall_mount\"}]) = ";
+
+const std::string kStore = "a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", ";
+const std::string kFind = "a_mtktvapi_config_get_value(-1, \"g_audio__tv_position\", ";
+const std::string kDebug = "D AudioOutSp: ";
+const std::string kError = "E AudioOutSp: ";
+const std::string kRead = kDebug + "get tv position:";
+const std::string kEnd = kDebug + "[OutputSpeaker] end";
+const std::string kNoHal = kError + "load audio interface failed";
+
+/** A list of lines that begins with others. */
+Lines operator+(Lines first, const Lines& rest) {
+    first.insert(first.end(), rest.begin(), rest.end());
+    return first;
+}
+
+const Lines kStartLog{kDebug + "[OutputSpeaker] start", kDebug + "OutputSpeaker mtal open success"};
+const Lines kStartJournal{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 0"};
+
+/** A set on which services start one after the other. */
+struct Tv {
+    TempSet set;
+    LogCapture log;
+    sp<OutputSpeaker> service;
+
+    /** Starts a service, which does this after it has connected to the middleware. */
+    void start(const Lines& expectedLog, const Lines& expectedJournal) {
+        log.take();
+        service = new OutputSpeaker;
+        EXPECT_EQ(kStartLog + expectedLog, log.take());
+        EXPECT_EQ(kStartJournal + expectedJournal, set.takeJournal());
+    }
+    void setPosition(int type, int status, const Lines& expectedJournal) {
+        EXPECT_EQ(status, service->setTvPosition(type));
+        EXPECT_EQ(expectedJournal, set.takeJournal());
+    }
+};
+
+TEST(OutputSpeaker, StartPassesTheStoredPositionToADeviceOpenedOnce) {
+    const std::string illegal = "a_mtktvapi_config_get_value:Illigal value = ";
+    const std::string unreadable = "a_mtktvapi_config_get_value failed:ret = 9";
+    const struct {
+        int position;
+        const char* faults;
+        Lines log;
+        Lines journal;
+    } cases[] = {
+            {0, "", {kRead + "0", kEnd}, {kOpened, kFind + "0) = 0", kTableTop + "0"}},
+            {1, "", {kRead + "1", kEnd}, {kFind + "1) = 0", kWallMount + "0"}},
+            {1, "setParameters 3", {kRead + "1", kEnd}, {kFind + "1) = 0", kWallMount + "3"}},
+            {2, "", {kRead + "2", kError + illegal + "2", kEnd}, {kFind + "2) = 0"}},
+            {-1, "", {kRead + "-1", kError + illegal + "-1", kEnd}, {kFind + "-1) = 0"}},
+            {1, "a_mtktvapi_config_get_value 9", {kError + unreadable}, {kFind + "-1) = 9"}},
+    };
+    Tv tv;
+    const Hal hal;
+    for (const auto& c : cases) {
+        tv.set.write(kPosition, to_string(c.position));
+        tv.set.write("faults", c.faults);
+        tv.start(c.log, c.journal);
+    }
+}
+
+TEST(OutputSpeaker, EveryStartTriesToOpenTheDeviceUntilItIsThereAndNeverAgain) {
+    Tv tv;
+    tv.start({"E -: load audio interface failed", kNoHal}, {});
+    tv.setPosition(0, 0, {kStore + "0, 7) = 0"});
+
+    Hal hal;
+    tv.set.write("faults", "openPrimaryDevice 3");
+    tv.start({kNoHal}, {"openPrimaryDevice() = 3"});
+    tv.setPosition(1, 0, {kStore + "1, 7) = 0"});
+
+    tv.set.write("faults", "");
+    tv.start({kRead + "1", kEnd}, {kOpened, kFind + "1) = 0", kWallMount + "0"});
+    // A device is a device, whatever the HAL says of opening it.
+    const sp<IPrimaryDevice> device = PrimaryHalAccessor().getHalPrimaryDevice();
+    openDeviceCallback(Result::NOT_INITIALIZED, device);
+    EXPECT_EQ(device, PrimaryHalAccessor().getHalPrimaryDevice().withDefault(nullptr));
+
+    hal.signalAndWait(SIGKILL);
+    const Hal next;
+    tv.setPosition(0, 0, {kStore + "0, 7) = 0"});
+    tv.start({kRead + "0", kEnd}, {kFind + "0) = 0"});
+}
+
+TEST(OutputSpeaker, AHalThatHangsHoldsUpOneCallForFiveSecondsAndIsGivenUp) {
+    using Clock = std::chrono::steady_clock;
+    Tv tv;
+    const Hal hal;
+    const std::string givenUp = "W hidl: closed a connection of process " + to_string(hal.pid()) +
+                                ": it does not answer";
+    kill(hal.pid(), SIGSTOP);
+    tv.start({givenUp, kNoHal}, {});
+
+    kill(hal.pid(), SIGCONT);
+    EXPECT_TRUE(Program::poll([&] { return tv.set.takeJournal() == Lines{kOpened}; }));
+    tv.set.write(kPosition, "0");
+    tv.start({kRead + "0", kEnd}, {kOpened, kFind + "0) = 0", kTableTop + "0"});
+
+    kill(hal.pid(), SIGSTOP);
+    for (const auto limit : {9s, 1s}) {
+        const auto begin = Clock::now();
+        tv.setPosition(1, 0, {kStore + "1, 7) = 0"});
+        EXPECT_GT(limit, Clock::now() - begin);
+    }
+    EXPECT_EQ(givenUp, tv.log.take()[2]);
+}
+
+TEST(OutputSpeaker, PositionGoesToTheStoreAndToTheHalWhateverEitherSays) {
+    const struct {
+        int type;
+        const char* faults;
+        int status;
+        Lines journal;
+    } cases[] = {
+            {1, "", 0, {kStore + "1, 7) = 0", kWallMount + "0"}},
+            {0, "setParameters 2", 0, {kStore + "0, 7) = 0", kTableTop + "2"}},
+            {2, "", 0, {kStore + "0, 7) = 0", kTableTop + "0"}},
+            {-1, "a_mtktvapi_config_set_value 7", 7, {kStore + "0, 7) = 7", kTableTop + "0"}},
+    };
+    Tv tv;
+    const Hal hal;
+    tv.service = new OutputSpeaker;
+    tv.set.takeJournal();
+    for (const auto& c : cases) {
+        tv.set.write("faults", c.faults);
+        tv.log.take();
+        tv.setPosition(c.type, c.status, c.journal);
+        const std::string type = to_string(c.type), status = to_string(c.status);
+        const std::string position = c.type == 1 ? "1" : "0";
+        Lines log{kDebug + "[setTvPosition] start:type = " + type,
+                  "W AudioOutSp: illigal argument:type = " + type,
+                  kDebug + "set tv position:value = " + position + ", result = " + status,
+                  kDebug + "[setTvPosition] end:ret = " + status};
+        if (position == type) log.erase(log.begin() + 1);
+        EXPECT_EQ(log, tv.log.take());
+    }
+}
+
+TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
+    const std::string get = "a_mtktvapi_config_get_value";
+    const std::string value = kDebug + "get tv position:value = ";
+    const std::string position = kDebug + "[getTvPosition] end:ret = ";
+    const std::string type = kDebug + "[getSurroundType] end ret:";
+    const std::string failed = kError + "getSurroundType, MTKTVAPI ";
+    const Lines wallMount{value + "1, result = 0", position + "1"};
+    const Lines noSpeaker{failed + "CFG_AUD_SPEAKER failed:ret = 5\\n", type + "2"};
+    const struct {
+        int kept[3];  // position, surround type, speaker
+        std::string faults;
+        int position;
+        int type;
+        Lines positionLog;
+        Lines typeLog;
+    } cases[] = {
+            {{0, 0, 0}, "", 0, 0, {value + "0, result = 0", position + "0"}, {type + "0"}},
+            {{1, 1, 0}, "", 1, 1, wallMount, {type + "1"}},
+            {{2, 2, 2}, "", 0, 2, {value + "2, result = 0", position + "0"}, {type + "2"}},
+            {{-1, 3, 0}, "", 0, 0, {value + "-1, result = 0", position + "0"}, {type + "0"}},
+            {{1, -1, 0}, "", 1, 0, wallMount, {type + "0"}},
+            {{1, 2, 1}, "", 1, 0, wallMount, {type + "0"}},
+            // What the store holds must not be taken for what it refuses to tell.
+            {{1, 2, 1}, get + "(speaker) 5", 1, 2, wallMount, noSpeaker},
+            {{1, 2, 0},
+             get + " 9",
+             0,
+             0,
+             {kError + get + " failed:ret = 9"},
+             {failed + "failed:ret = 9\\n"}},
+    };
+    Tv tv;
+    tv.service = new OutputSpeaker;
+    for (const auto& c : cases) {
+        tv.set.write(kPosition, to_string(c.kept[0]));
+        tv.set.write("config/g_audio__spk_sur_type", to_string(c.kept[1]));
+        tv.set.write("config/g_audio__aud_speaker", to_string(c.kept[2]));
+        tv.set.write("faults", c.faults);
+        tv.log.take();
+        EXPECT_EQ(c.position, int(tv.service->getTvPosition().withDefault({})));
+        EXPECT_EQ(Lines{kDebug + "[getTvPosition] start"} + c.positionLog, tv.log.take());
+        EXPECT_EQ(c.type, int(tv.service->getSurroundType().withDefault({})));
+        EXPECT_EQ(Lines{kDebug + "[getSurroundType] start"} + c.typeLog, tv.log.take());
+    }
+}
+
+TEST(OutputSpeaker, StartGoesOnWithoutTheMiddlewareAfterTwentySeconds) {
+    TempSet set({.isReady = false});
+    set.write("faults", "MTAL_InitExCb 3");
+    LogCapture log;
+    const tvset::VirtualClock clock;
+    const sp<OutputSpeaker> service = new OutputSpeaker;
+    Lines lines = log.take();
+    ASSERT_EQ(1 + 2000 + 4u, lines.size());
+    EXPECT_EQ(kDebug + "<<<<<hidlaudio waiting dtv_svc>>>>> count:1999", lines[2000]);
+    lines.erase(lines.begin(), lines.end() - 4);
+    EXPECT_EQ((Lines{kDebug + "dtv_svc rpc server failed.",
+                     kError + "ERROR: OutputSpeaker MTAL_Init.... , r = 3 \\n",
+                     "E -: load audio interface failed", kNoHal}),
+              lines);
+    EXPECT_EQ(20s, clock.now());
+}
+
+}  // namespace
