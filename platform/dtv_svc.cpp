@@ -12,16 +12,20 @@ namespace {
 constexpr char kReadyMarker[] = "/data/vendor/tmp/dtv_svc_is_ready";
 constexpr int32_t kThisSet = -1;
 
+}  // namespace
+
+bool isDtvSvcReady() {
+    return access(kReadyMarker, F_OK) == 0;
+}
+
 void sleepMs(int64_t milliseconds) {
     const timespec interval{milliseconds / 1000, milliseconds % 1000 * 1000000};
     nanosleep(&interval, nullptr);
 }
 
-}  // namespace
-
 bool waitDtvSvcBoot(const DtvSvcWait& wait) {
     for (int count = 0; count < wait.limit; count++) {
-        if (access(kReadyMarker, F_OK) == 0) {
+        if (isDtvSvcReady()) {
             if (wait.logsReady) {
                 __android_log_print(ANDROID_LOG_INFO, wait.tag,
                                     "<<<<<%s dtv_svc is ready !>>>>> count:%d", wait.waiter, count);

@@ -11,6 +11,12 @@
  */
 namespace com::zavo::dtv::hardware::audio::platform {
 
+/** Whether the middleware has created its ready marker. */
+bool isDtvSvcReady();
+
+/** Sleeps; a signal may end it early. */
+void sleepMs(int64_t milliseconds);
+
 /** How one service waits for the middleware, and what it logs of it. */
 struct DtvSvcWait {
     /** Log tag; null for none. */
@@ -47,9 +53,16 @@ void connectToDtvSvc(const char* tag, const char* service);
 /** A value of the TV configuration store. */
 struct ConfigKey {
     const char* name;
-    /** Mode word that the store wants with a write of this key. */
+    /** Mode word that the store wants with a write of this key; 0 if it is only read. */
     uint32_t mode;
 };
+
+/** 0: table top, 1: wall mount. */
+constexpr ConfigKey kTvPosition{"g_audio__tv_position", 7};
+/** Surround type of the TV's own speakers: 0, 1 or 2. */
+constexpr ConfigKey kSurroundType{"g_audio__spk_sur_type", 0};
+/** 1 overrides the surround type with 0. */
+constexpr ConfigKey kSpeaker{"g_audio__aud_speaker", 0};
 
 /** 0: forced encoding of the external output on, 2: off. */
 constexpr ConfigKey kBitstreamOutputMode{"g_audio__bitstream_output_mode", 7};

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/item_record.h"
+
 /*
  * The operations of the MediaTek digital-TV libraries that the services call. The libraries are
  * closed and ship without headers for vendor services, so their C interface is declared here.
@@ -81,22 +83,21 @@ int32_t MTEEPROM_Read(uint32_t address, uint8_t* destination, uint32_t size);
 /**
  * Asks for an item: its identifier is in the record, the library fills in the data.
  *
- * @param query   what is asked, 0x20186 for the launch state of the back-end controller
- * @param record  an item record
- * @param size    size of the record in bytes, 264
+ * @param query  what is asked, MTDRVCUST_GET_LAUNCH_STATE
+ * @param size   size of the record in bytes
  */
-int32_t MTDRVCUST_dcustom_cust_spec_get(uint32_t query, void* record, uint32_t* size);
+int32_t MTDRVCUST_dcustom_cust_spec_get(uint32_t query, MTDRVCUST_ItemRecord* record,
+                                        uint32_t* size);
 
 /**
  * Hands an item to the back-end controller.
  *
- * @param command   what is done, 0x20185 for every item of the services
- * @param record    an item record
- * @param size      size of the record in bytes, 264
+ * @param command   what is done, MTDRVCUST_SET_ITEM
+ * @param size      size of the record in bytes
  * @param reserved  0
  */
-int32_t MTDRVCUST_dcustom_cust_spec_set(uint32_t command, const void* record, uint32_t size,
-                                        uint32_t reserved);
+int32_t MTDRVCUST_dcustom_cust_spec_set(uint32_t command, const MTDRVCUST_ItemRecord* record,
+                                        uint32_t size, uint32_t reserved);
 
 /* ---- audio decoder ---- */
 

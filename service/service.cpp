@@ -5,8 +5,10 @@
 #include <hidl/HidlTransportSupport.h>
 #include <log/log.h>
 
+#include "V3_1/AcousticCalibration.h"
 #include "V3_1/OutputEncodingStatusListener.h"
 #include "V3_1/OutputExternal.h"
+#include "V3_1/OutputSpeaker.h"
 
 using namespace com::zavo::dtv::hardware::audio;
 using android::sp;
@@ -42,6 +44,10 @@ constexpr std::array kServices{
                 "failed:"),
         service<V3_1::IOutputExternal, V3_1::implementation::OutputExternal>(
                 "########## HIDL OutputExternal server side: registerAsService() is failed:"),
+        service<V3_1::IOutputSpeaker, V3_1::implementation::OutputSpeaker>(
+                "########## HIDL OutputSpeaker server side: registerAsService() is failed:"),
+        service<V3_1::IAcousticCalibration, V3_1::implementation::AcousticCalibration>(
+                "########## HIDL AcousticCalibration server side: registerAsService() is failed:"),
 };
 
 }  // namespace

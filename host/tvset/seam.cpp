@@ -44,6 +44,17 @@ std::optional<Fault> takeTransferFault(const char* operation, int fd) {
     return mayFail(operation) ? takeFault(operation, pathOfDescriptor(fd)) : std::nullopt;
 }
 
+/** fread and fwrite, which transfer nothing or half of it and leave errno behind when told to. */
+template <typename Transfer>
+size_t transferItems(const char* operation, size_t size, size_t count, FILE* file,
+                     const Transfer& transfer) {
+    const auto fault = takeTransferFault(operation, fileno(file));
+    if (!fault) return transfer(size, count);
+    const size_t bytes = fault->isShort ? transfer(1, size * count / 2) : 0;
+    fault->raise();
+    return size == 0 ? 0 : bytes / size;
+}
+
 }  // namespace
 
 extern "C" {
@@ -59,6 +70,23 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
         return nullptr;
     }
     return __real_fopen(hostPath(path).c_str(), mode);
+}
+
+size_t __wrap_fread(void* buffer, size_t size, size_t count, FILE* file) {
+    return transferItems("fread", size, count, file, [=](size_t itemSize, size_t items) {
+        return __real_fread(buffer, itemSize, items, file);
+    });
+}
+
+int __wrap_fseek(FILE* file, long offset, int origin) {
+    if (const auto fault = takeTransferFault("fseek", fileno(file))) return fault->raise();
+    return __real_fseek(file, offset, origin);
+}
+
+size_t __wrap_fwrite(const void* buffer, size_t size, size_t count, FILE* file) {
+    return transferItems("fwrite", size, count, file, [=](size_t itemSize, size_t items) {
+        return __real_fwrite(buffer, itemSize, items, file);
+    });
 }
 
 int __wrap_open(const char* path, int flags, ...) {
@@ -83,6 +111,11 @@ ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
     const auto fault = takeTransferFault("write", fd);
     if (fault && !fault->isShort) return fault->raise();
     return __real_write(fd, buffer, fault ? size / 2 : size);
+}
+
+int __wrap_remove(const char* path) {
+    if (const auto fault = takeFault("remove", path)) return fault->raise();
+    return __real_remove(hostPath(path).c_str());
 }
 
 int __wrap_nanosleep(const timespec* duration, timespec* remaining) {

@@ -1,4 +1,4 @@
-/* tvset: makes a virtual TV set. */
+/* tvset: makes a virtual TV set, and runs what such a set has in processes of its own. */
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/tvset/create.h"
+#include "host/tvset/primary_hal.h"
 #include "host/tvset/set.h"
 
 namespace {
@@ -25,7 +26,7 @@ int create(const tvset::SetOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Makes the virtual TV set that TVSET_ROOT names.", "tvset");
+    CLI::App app("Makes and runs the virtual TV set that TVSET_ROOT names.", "tvset");
     app.require_subcommand(1);
     tvset::SetOptions options;
     std::string model = "plain";
@@ -43,10 +44,17 @@ int main(int argc, char** argv) {
             ->check(CLI::Range(0, 255));
     make->add_flag("--not-ready", notReady, "Leave out the middleware's ready marker");
 
+    CLI::App* primaryHal = app.add_subcommand(
+            "primary-hal", "Run the primary audio HAL of the set until a signal ends it");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
+    }
+    if (*primaryHal) {
+        tvset::requireSet("tvset");
+        return tvset::servePrimaryHal();
     }
     options.hasBackEnd = model == "backend";
     options.segment = static_cast<uint8_t>(segment);

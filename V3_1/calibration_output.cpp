@@ -1,0 +1,221 @@
+#define LOG_TAG "AudioAC"
+
+#include "V3_1/calibration_output.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+
+#include <log/log.h>
+
+#include "platform/back_end.h"
+#include "platform/dtv_svc.h"
+#include "platform/middleware.h"
+
+namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
+
+namespace {
+
+constexpr platform::BackEndVariant kBackEnd{
+        LOG_TAG,
+        /* readyPrefix */ "",
+        /* notReady */ -1,
+        /* isBeModelByDefault */ true,
+        /* eepromFailed */ "fail",
+        /* mtalFailed */ "AC MTAL_Init failed, ret = ",
+};
+
+constexpr size_t kDriverBandCount = 32;
+
+/** What the back-end controller gets: steps of 0.1 dB around 128, and samples at 48 kHz. */
+struct BeCtrlBlock {
+    uint8_t gain[kBandCount]; /**< of "FL" */
+    uint8_t volume;           /**< of "FL" */
+    int16_t delayLeft;        /**< of "FL" */
+    int16_t delayRight;       /**< of "FR" */
+};
+static_assert(sizeof(BeCtrlBlock) == 36);
+static_assert(offsetof(BeCtrlBlock, volume) == 31);
+static_assert(offsetof(BeCtrlBlock, delayLeft) == 32);
+static_assert(offsetof(BeCtrlBlock, delayRight) == 34);
+
+constexpr uint8_t kBeCtrlZeroDb = 128;
+
+constexpr uint32_t kIsCpupostReady = 66;
+constexpr int64_t kCpupostSleepMs = 200;
+constexpr int kCpupostLimit = 50;
+
+const int8_t sDefaultVolumeOffset = 0;
+
+/** The whole part of a value. Only a table file that was tampered with meets the limits. */
+template <typename Integer>
+Integer toWhole(double value) {
+    using Limits = std::numeric_limits<Integer>;
+    return static_cast<Integer>(std::clamp<double>(value, Limits::min(), Limits::max()));
+}
+
+/** A NaN passes the range check, but has no encoding: it counts as no correction. */
+float withoutNan(float value) {
+    return std::isnan(value) ? 0.0f : value;
+}
+
+/**
+ * dB in steps of 0.1 dB, so that their whole part is the nearest step. Multiplied with the
+ * precision of the value, to which 0.35 dB is 3.5 steps and not a little less.
+ */
+double toSteps(float decibels) {
+    const float steps = withoutNan(decibels) * 10.0f;
+    return steps >= 0.0f ? steps + 0.5 : steps - 0.5;
+}
+
+int8_t toDriverVolume(float decibels) {
+    return toWhole<int8_t>(toSteps(decibels));
+}
+
+uint8_t toBeCtrlLevel(float decibels) {
+    return toWhole<uint8_t>(toSteps(decibels) + kBeCtrlZeroDb);
+}
+
+int16_t toSamples(float milliseconds) {
+    return toWhole<int16_t>(withoutNan(milliseconds) / 1000.0 * 48000.0 + 0.5);
+}
+
+void makeCalibratedDataForAudioDriver(const std::vector<aud_ac_data_Table>& table,
+                                      float (&gains)[kDriverBandCount], int8_t* offset) {
+    const aud_ac_data_Table* left = findRecord(table, "FL");
+    if (left == nullptr) return;
+    std::copy(std::begin(left->gain), std::end(left->gain), gains);
+    *offset = toDriverVolume(left->volume);
+}
+
+void makeDefaultDataForAudioDriver(float (&gains)[kDriverBandCount], int8_t* offset) {
+    std::fill(std::begin(gains), std::end(gains), 0.0f);
+    *offset = sDefaultVolumeOffset;
+}
+
+int32_t checkCpupostReady() {
+    for (int i = 0; i < kCpupostLimit; i++) {
+        uint32_t answer = 0;
+        MTAUDPOST_Query query{};
+        query.parameter = kIsCpupostReady;
+        query.count = 1;
+        query.answer = &answer;
+        if (const int32_t status = MTAUDPOST_GetParameters(query); status != 0) {
+            ALOGE("[%s] MTAUDPOST_GetParameters failed!!(%d)", __func__, status);
+            return -1;
+        }
+        if (answer != 0) return 0;
+        platform::sleepMs(kCpupostSleepMs);
+    }
+    ALOGE("[%s] wait cpupost Ready timeout.", __func__);
+    return 1;
+}
+
+int32_t setCalibratedDataToAudioDriver(float (&gains)[kDriverBandCount], int8_t offset) {
+    if (const int32_t status = checkDtvSvcBoot(); status != 0) {
+        ALOGE("[%s] AQCtrl Boot failed [TimeOut].", __func__);
+        return status;
+    }
+    checkCpupostReady();
+    if (const int32_t status = MTAUDDEC_Set32EqualizerBandConfig(gains); status != 0) {
+        ALOGE("[%s] MTAUDDEC_Set32EqualizerBandConfig failed. ret:%d", __func__, status);
+        return status;
+    }
+    if (const int32_t status = MTAUDDEC_SetAcVolumeOffset(offset); status != 0) {
+        ALOGE("[%s] MTAUDDEC_SetAcVolumeOffset failed. ret:%d", __func__, status);
+        std::fill(std::begin(gains), std::end(gains), 0.0f);
+        MTAUDDEC_Set32EqualizerBandConfig(gains);
+        return status;
+    }
+    return 0;
+}
+
+int32_t enableCalibrationAudioDriver(const std::vector<aud_ac_data_Table>& table) {
+    float gains[kDriverBandCount] = {};
+    int8_t offset = 0;
+    makeCalibratedDataForAudioDriver(table, gains, &offset);
+    return setCalibratedDataToAudioDriver(gains, offset);
+}
+
+int32_t disableCalibrationAudioDriver() {
+    float gains[kDriverBandCount];
+    int8_t offset;
+    makeDefaultDataForAudioDriver(gains, &offset);
+    return setCalibratedDataToAudioDriver(gains, offset);
+}
+
+void makeDefaultDataForBeCtrl(BeCtrlBlock* block) {
+    std::fill(std::begin(block->gain), std::end(block->gain), kBeCtrlZeroDb);
+    block->volume = kBeCtrlZeroDb;
+    block->delayLeft = 0;
+    block->delayRight = 0;
+}
+
+/** Of several records with the same name the last one counts. */
+void makeCalibratedDataForBeCtrl(const std::vector<aud_ac_data_Table>& table, BeCtrlBlock* block) {
+    makeDefaultDataForBeCtrl(block);  // what no record tells
+    for (size_t i = 0; i < recordsInUse(table); i++) {
+        const aud_ac_data_Table& record = table[i];
+        if (isNamed(record, "FL")) {
+            std::transform(std::begin(record.gain), std::end(record.gain), block->gain,
+                           toBeCtrlLevel);
+            block->volume = toBeCtrlLevel(record.volume);
+            block->delayLeft = toSamples(record.delay);
+        } else if (isNamed(record, "FR")) {
+            block->delayRight = toSamples(record.delay);
+        }
+    }
+}
+
+int32_t setCalibratedDataToBeCtrl(const BeCtrlBlock& block) {
+    if (const int32_t status = checkDtvSvcBoot(); status != 0) {
+        ALOGE("[%s] BECtrl Boot failed [TimeOut].", __func__);
+        return status;
+    }
+    MTDRVCUST_ItemRecord item{};
+    item.identifier = MTDRVCUST_ITEM_CALIBRATION;
+    item.dataLength = sizeof(block);
+    memcpy(item.data, &block, sizeof(block));
+    platform::connectToBeCtrl(kBackEnd, __func__);
+    const int32_t status =
+            MTDRVCUST_dcustom_cust_spec_set(MTDRVCUST_SET_ITEM, &item, sizeof(item), 0);
+    if (status != 0) ALOGE("[%s] MTDRVCUST_dcustom_cust_spec_set failed!!(%d)", __func__, status);
+    return status;
+}
+
+int32_t enableCalibrationBeCtrl(const std::vector<aud_ac_data_Table>& table) {
+    BeCtrlBlock block;
+    makeCalibratedDataForBeCtrl(table, &block);
+    return setCalibratedDataToBeCtrl(block);
+}
+
+int32_t disableCalibrationBeCtrl() {
+    BeCtrlBlock block;
+    makeDefaultDataForBeCtrl(&block);
+    return setCalibratedDataToBeCtrl(block);
+}
+
+}  // namespace
+
+uint8_t u4BE_model = 1;
+
+int32_t (*const exeEnableCalibrate[2])(const std::vector<aud_ac_data_Table>& table){
+        enableCalibrationAudioDriver, enableCalibrationBeCtrl};
+int32_t (*const exeDisableCalibrate[2])(){disableCalibrationAudioDriver, disableCalibrationBeCtrl};
+
+int32_t checkDtvSvcBoot() {
+    return platform::checkDtvSvcBoot(kBackEnd);
+}
+
+bool isBeModel() {
+    return platform::isBeModel(kBackEnd);
+}
+
+int32_t checkBeCtrlBoot() {
+    return platform::checkBeCtrlBoot(kBackEnd);
+}
+
+}  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <vector>
+
+#include "V3_1/calibration_data.h"
+
+/*
+ * How a calibration reaches the sound processing of the set: by way of the audio driver (main
+ * decoder) on a set without a back-end controller, else by way of the controller. Called on the
+ * main thread while the service is built, and on the RPC thread afterwards.
+ */
+namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
+
+/** The way: 0 audio driver, 1 back-end controller. Set once, while the service is built. */
+extern uint8_t u4BE_model;
+
+/**
+ * By way: sends a calibration.
+ *
+ * Answer as their counterparts below do: 0; -1 if the middleware is not ready within 20 seconds; or
+ * the error code of the middleware. After a failure the sound processing may have a part of what
+ * was sent. On the way of the audio driver it can take another 10 seconds until the post-processor
+ * is ready.
+ */
+extern int32_t (*const exeEnableCalibrate[2])(const std::vector<aud_ac_data_Table>& table);
+
+/** By way: sends what is in use while the calibration is off. */
+extern int32_t (*const exeDisableCalibrate[2])();
+
+/** The readiness checks of the back-end controller as the calibration makes them. */
+int32_t checkDtvSvcBoot();
+bool isBeModel();
+int32_t checkBeCtrlBoot();
+
+}  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

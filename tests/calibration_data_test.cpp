@@ -1,0 +1,276 @@
+/* The calibration data: what is stored of them, what is read of any file, and the parameters. */
+
+#include <gtest/gtest.h>
+
+#include "tests/support/calibration_set.h"
+
+using namespace calibration_set;
+using V3_0::bandEqualizer;
+using V3_0::calibratedData;
+using V3_0::calibrationParameters;
+using List = std::vector<calibratedData>;
+
+namespace {
+
+constexpr char kQuality[] = "fs/data/vendor/tmp/recipe/aqda.bin";
+
+calibratedData channel(const std::string& name, float volume = 0, float delay = 0, float gain = 0,
+                       size_t bands = 31) {
+    const std::vector<bandEqualizer> all(bands, {"", 1, 2, gain});
+    return {name, all, volume, delay};
+}
+
+/** Names and delays of the stored channels. */
+Lines stored(AcousticCalibration& service) {
+    Lines found;
+    service.getCalibratedData([&](const hidl_vec<calibratedData>& list) {
+        for (const auto& c : list) found.push_back(c.channel.c_str() + to_string(c.delay));
+    });
+    return found;
+}
+
+TEST(SetCalibratedData, TakesOnlyWhatIsInRange) {
+    const auto isNg = [](const std::string& name, const std::string& value) {
+        return Lines{E("[checkCalibratedData] [" + name + "] is NG.  ffsetLevel: " + value + " ")};
+    };
+    calibratedData lastBand = channel("FR");
+    lastBand.bands[30].gain = 9.5;
+    const struct {
+        List list;
+        Lines log;
+    } cases[] = {
+            {{channel("FL", 9, 10, -9), channel("FR", -9, 0, 9)}, {}},
+            {{channel("FL", kNan, kNan, kNan)}, {}},
+            {{channel("FL", 9.0001f)}, isNg("Volume", "   9.00010")},
+            {{channel("FL", 0, -0.001f)}, isNg("Delay", "  -0.00100")},
+            {{channel("FL", 0, 10.5)}, isNg("Delay", "  10.50000")},
+            {{channel("FL", 0, 0, -9.01f)}, isNg("GEQ Gain", "  -9.01000")},
+            {{channel("FL", -kInfinity)}, isNg("Volume", "      -inf")},
+            {{channel("FL", 0, 0, 10, 10000)}, isNg("GEQ Gain", "  10.00000")},
+            {{channel("FL"), channel("FR", -20, 20, 20)}, isNg("Volume", " -20.00000")},
+            {{channel("FL"), lastBand}, isNg("GEQ Gain", "   9.50000")},
+    };
+    for (const auto& c : cases) {
+        Tv tv(false);
+        EXPECT_EQ(c.log.empty() ? 0 : -1, tv.start("kept").setCalibratedData(c.list));
+        const Lines begin{D("[setCalibratedData] start")}, end{D("[setCalibratedData] end")};
+        EXPECT_EQ(begin + (c.log.empty() ? end : c.log), tv.log.take());
+        EXPECT_EQ(!c.log.empty(), tv.set.read(kTable) == "kept");
+        EXPECT_EQ(Lines{}, tv.set.takeJournal());
+    }
+}
+
+TEST(SetCalibratedData, KeepsListsOfEveryShape) {
+    const std::string many(100000, 'y'), withNul("F\0L", 3);
+    // clang-format off
+    const struct {
+        List list;
+        std::string records;
+        Lines back;
+    } cases[] = {
+            {{}, "", {}},
+            {{channel("FL", -9, 10, 9), channel("FLX1", 1), channel("FLX12", 0, 1.5)},
+             record("FL", -9, 10, 9) + record("FLX1", 1) + record("FLX1", 0, 1.5),
+             {"FL10.000000", "FLX10.000000", "FLX11.500000"}},
+            {{channel("few", 1, 2, 3, 30), channel(many, 0, 1, 2, 10000),
+              channel(withNul, 1, 0, 0, 0)},
+             record("few", 1, 2, 3).replace(136, 4, 4, '\0') + record("yyyy", 0, 1, 2) +
+             record("F", 1),
+             {"few2.000000", "yyyy1.000000", "F0.000000"}},
+            // A record without a name reads as the end, and the delay marker is behind it.
+            {{channel("FL", 0, 5), channel("", 0, 5)}, record("FL", 0, 5) + record("", 0, 5),
+             {"FL0.000000"}},
+    };
+    // clang-format on
+    Tv tv(false);
+    tv.start();
+    for (const auto& c : cases) {
+        EXPECT_EQ(0, tv.service->setCalibratedData(c.list));
+        EXPECT_EQ(c.records + kDelays + kEnd, tv.set.read(kTable));
+        EXPECT_EQ(c.back, stored(*tv.service));
+    }
+    for (const size_t count : {9, 10, 12, 500}) {
+        EXPECT_EQ(0, tv.service->setCalibratedData(List(count, channel("FL", 0, 5))));
+        EXPECT_EQ(140 * count + 8, tv.set.read(kTable).size());
+        EXPECT_EQ(Lines(9, count == 9 ? "FL5.000000" : "FL0.000000"), stored(*tv.service));
+    }
+}
+
+TEST(SetCalibratedData, LeavesNoFileWhenARecordCannotBeWritten) {
+    const std::string noRemove = "remove AcousticCalibration enabled data failed, errno 13";
+    const struct {
+        const char* faults;
+        Lines log;
+        const char* left;  // null: no file
+    } cases[] = {
+            {"fopen(aud_ac.data) EROFS", {"fopen error"}, "kept"},
+            {"fwrite(aud_ac.data) ENOSPC", {kNoWrite + "28"}, nullptr},
+            {"fwrite(aud_ac.data) short", {kNoWrite + "5"}, nullptr},
+            {"fwrite(aud_ac.data) ENOSPC\nremove(aud_ac.data) EACCES",
+             {kNoWrite + "28", noRemove},
+             ""},
+    };
+    for (const auto& c : cases) {
+        Tv tv(false);
+        EXPECT_EQ(-1, tv.start("kept", c.faults).setCalibratedData({channel("FL"), channel("FR")}));
+        Lines log{D("[setCalibratedData] start")};
+        for (const auto& text : c.log) log.push_back(E("[setCalibratedData] " + text));
+        EXPECT_EQ(log + Lines{D("[setCalibratedData] end")}, tv.log.take());
+        EXPECT_EQ(c.left != nullptr, tv.set.has(kTable));
+        EXPECT_EQ(c.left == nullptr ? "" : c.left, tv.set.read(kTable));
+    }
+}
+
+TEST(GetCalibratedData, ReadsAnyFileAsFarAsItGoes) {
+    const auto noRead = [](int error) { return "fread failed, errno " + to_string(error); };
+    const std::string records = record("FL", 0, 1) + record("\x80", 0, 2),
+                      noSeek = "fseek failed, errno 29";
+    const Lines delayed{"FL1.000000",
+                        "\x80"
+                        "2.000000"},
+            undelayed{"FL0.000000",
+                      "\x80"
+                      "0.000000"};
+    // clang-format off
+    const struct {
+        std::string file;
+        const char* faults;
+        std::string failure;  // without one, the list is delivered
+        Lines list;
+    } cases[] = {
+            {std::string(1, '\0'), "", "", {}},
+            {records + kDelays + kEnd, "", "", delayed},
+            {kDelays + kDelays + records + kEnd + "rest", "", "", delayed},
+            {records + kEnd + kDelays, "", "", undelayed},
+            {"", "", noRead(0), {}},
+            {records, "", noRead(0), {}},
+            {records + kDelays, "", noRead(0), {}},
+            {records + "\1", "", noRead(0), {}},
+            {record("FL").substr(0, 139), "", noRead(0), {}},
+            {records + kEnd, "fopen(aud_ac.data) EACCES", "fopen failed, errno 13", {}},
+            {records + kEnd, "fread(aud_ac.data) short", noRead(5), {}},
+            {records + kEnd, "fseek(aud_ac.data) ESPIPE", noSeek, {}},
+            {kDelays + kEnd, "fseek(aud_ac.data) ESPIPE", noSeek, {}},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        Tv tv(false);
+        tv.start(c.file, c.faults);
+        EXPECT_EQ(c.list, stored(*tv.service));
+        const std::string name = "[getCalibratedData] ";
+        const Lines failed{E("[readCalibratedData] " + c.failure),
+                           E(name + "end readCalibratedData failed")};
+        EXPECT_EQ(Lines{D(name + "start")} + (c.failure.empty() ? Lines{D(name + "end")} : failed),
+                  tv.log.take());
+    }
+}
+
+TEST(GetCalibratedData, GivesBackWhatWasStored) {
+    Tv tv(false);
+    calibratedData stored = channel("FL", -1.5, 2.5);
+    for (int i = 0; i < 31; i++) stored.bands[i].gain = i * 0.25f - 4;
+    EXPECT_EQ(0, tv.start().setCalibratedData({stored}));
+    for (auto& band : stored.bands) band = {"Parametric", 0, 0, band.gain};
+    tv.service->getCalibratedData([&](const hidl_vec<calibratedData>& list) {
+        EXPECT_EQ(hidl_vec<calibratedData>{stored}, list);
+    });
+}
+
+TEST(GetEnabled, IsTrueForTheOneAndNothingElse) {
+    const std::string name = "[getEnabled] ";
+    const struct {
+        std::string flag;
+        const char* faults;
+        bool isOn;
+        std::string end;
+    } cases[] = {{kOn, "", true, D(name + "end Return: 1")},
+                 {kOff, "", false, D(name + "end Return: 0")},
+                 {"\2", "", false, D(name + "end Return: 0")},
+                 {"", "", false, E(name + kNoRead + "0")},
+                 {kOn, "fread(enabled) EIO", false, E(name + kNoRead + "5")},
+                 {kOn, "fopen(enabled) ENOENT", false, E(name + "fopen error")}};
+    for (const auto& c : cases) {
+        Tv tv(false);
+        tv.start("", c.faults);
+        tv.set.write(kFlag, c.flag);
+        EXPECT_EQ(c.isOn, tv.service->getEnabled());
+        EXPECT_EQ((Lines{D(name + "start"), c.end}), tv.log.take());
+    }
+}
+
+constexpr size_t kScalars = 19412, kFront = 22340, kCenter = 22468, kFrontHeight = 22852;
+
+/** An audio-quality file as short as can be. Its words count up, but for some. */
+std::string qualityFile(const std::vector<std::pair<size_t, uint32_t>>& words = {}) {
+    std::string file(kFrontHeight + 128, '\xEE');
+    uint32_t next = 0;
+    for (size_t at = kScalars; at < kScalars + 196; at += 4) file.replace(at, 4, bytes(next++));
+    for (size_t at = kFront; at < file.size(); at += 4) file.replace(at, 4, bytes(next++));
+    for (const auto& [at, word] : words) file.replace(at, 4, bytes(word));
+    return file;
+}
+
+/** The bands of a file whose words count up. */
+hidl_vec<bandEqualizer> bandsFrom(uint32_t firstWord, float firstGain) {
+    hidl_vec<bandEqualizer> bands;
+    bands.resize(31);
+    for (auto& band : bands) band = {"Parametric", 0, 0, float(firstWord++ * 0.1)};
+    bands[0].gain = firstGain;
+    return bands;
+}
+
+TEST(GetCalibrationParameters, ShapesTheTuningOfTheSet) {
+    Tv tv(false);
+    tv.start();
+    // clang-format off
+    tv.set.write(kQuality, qualityFile({
+            {kScalars, 0xFFFFFFFF}, {kScalars + 24, 0x80000000},
+            {kScalars + 32, 50}, {kScalars + 36, uint32_t(-20)},
+            {kScalars + 56, 0x02050AFF}, {kScalars + 60, 0xC8C8C8FF},
+            {kScalars + 64, 0x00FF01FF}, {kScalars + 68, 0xFF000AFF},
+            {kScalars + 72, uint32_t(-35)}, {kFront, 1}, {kFront + 4, uint32_t(-35)},
+            {kCenter, 2}, {kFrontHeight, 1}}));
+    const calibrationParameters expected{
+            -1, 1, 2, 3, 4,
+            0.5f, 214748364.8f, 0.7f, -2.0f, 5.0f, 10, 11, 1.2f, 1.3f,
+            {{"Front", 20, 20000}, {"Center", 50, 20000}, {"Other", 100, 20000}},
+            {{"Front", 0, 25500}, {"Center", 2550, 0}, {"Other", 10, 1000}},
+            bandsFrom(18, 429496726.1f),
+            {{"Front", true, bandsFrom(50, -3.5f)},
+             {"Center", false, bandsFrom(82, 8.2f)},
+             {"Surround", false, bandsFrom(114, 11.4f)},
+             {"SurroundBack", false, bandsFrom(146, 14.6f)},
+             {"FrontHeight", true, bandsFrom(178, 17.8f)}}};
+    // clang-format on
+    tv.service->getCalibrationParameters([&](const auto& params) { EXPECT_EQ(expected, params); });
+    EXPECT_EQ((Lines{D("[getCalibrationParameters] start"), D("[getCalibrationParameters] end")}),
+              tv.log.take());
+}
+
+TEST(GetCalibrationParameters, AreZeroWhenTheTuningCannotBeReadWhole) {
+    const struct {
+        size_t size;
+        const char *faults, *failure;
+    } cases[] = {{kFrontHeight + 127, "", "fread failed, errno 0"},
+                 {0, "", "fread failed, errno 0"},
+                 {kFrontHeight + 128, "fopen(aqda.bin) ENOENT", "fopen failed, errno 2"},
+                 {kFrontHeight + 128, "fseek(aqda.bin) EINVAL", "fseek failed, errno 22"},
+                 {kFrontHeight + 128, "fread(aqda.bin) short", "fread failed, errno 5"}};
+    Tv tv(false);
+    tv.start().getCalibrationParameters([](const auto& params) { EXPECT_NE(0, params.param1); });
+    for (const auto& c : cases) {
+        tv.set.write(kQuality, qualityFile().substr(0, c.size));
+        tv.set.write("faults", c.faults);
+        tv.log.take();
+        int answers = 0;
+        tv.service->getCalibrationParameters([&](const calibrationParameters& params) {
+            answers++;
+            EXPECT_EQ(calibrationParameters{}, params);
+        });
+        EXPECT_EQ(1, answers);
+        const std::string name = "[getCalibrationParameters] ";
+        EXPECT_EQ((Lines{D(name + "start"), E(name + c.failure)}), tv.log.take());
+    }
+}
+
+}  // namespace
