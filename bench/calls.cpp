@@ -5,9 +5,11 @@
  */
 
 #include <benchmark/benchmark.h>
+#include <sched.h>
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -148,9 +150,22 @@ class MedianReporter : public benchmark::ConsoleReporter {
     std::map<std::string, double> mMedians;
 };
 
+/** A wake-up of the other processor may take longer than the call, or not: then nothing repeats. */
+void useOneProcessor() {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu(), &one);
+    sched_setaffinity(0, sizeof(one), &one);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc > 1 && argv[1] == std::string("--two-processors")) {
+        std::rotate(argv + 1, argv + 2, argv + argc--);
+    } else {
+        useOneProcessor();
+    }
     // Turns of the peers are mixed, so that what else the machine does meets all of them.
     std::vector<std::string> words = {
             argv[0], "--benchmark_repetitions=15", "--benchmark_enable_random_interleaving=true",

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <hidl/Status.h>
+
+#include <stdexcept>
+
+namespace audioctl {
+
+/** The command line asks for something that cannot be done. */
+class UsageError : public std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
+/** There is no such service, or the connection to it is lost. */
+class ServiceError : public std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
+/** Throws ServiceError if a call did not get through. */
+inline void examine(const android::hardware::details::return_status& status) {
+    if (!status.isOk()) throw ServiceError("the call failed: " + status.description());
+}
+
+}  // namespace audioctl

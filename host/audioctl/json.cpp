@@ -1,0 +1,89 @@
+#include "host/audioctl/json.h"
+
+#include <errno.h>
+#include <hwbinder/Message.h>
+#include <string.h>
+
+#include <charconv>
+#include <cmath>
+#include <memory>
+
+namespace audioctl {
+
+using android::hardware::hidl_string;
+
+namespace {
+
+const struct {
+    const char* word;
+    float value;
+} kWordsForFloats[] = {
+        {"NaN", std::numeric_limits<float>::quiet_NaN()},
+        {"Infinity", std::numeric_limits<float>::infinity()},
+        {"-Infinity", -std::numeric_limits<float>::infinity()},
+};
+
+}  // namespace
+
+std::string toLine(const Json& value) {
+    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string toAsciiLine(const Json& value) {
+    return value.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+BadValue BadValue::expected(const std::string& type, const Json& found) {
+    constexpr size_t kEnough = 60;
+    std::string text = toAsciiLine(found);
+    if (text.size() > kEnough) text = text.substr(0, kEnough) + "...";
+    return BadValue(": expected " + type + ", not " + text);
+}
+
+bool Codec<bool>::read(const Json& value) {
+    if (!value.is_boolean()) throw BadValue::expected(typeName(), value);
+    return value.get<bool>();
+}
+
+float Codec<float>::read(const Json& value) {
+    for (const auto& known : kWordsForFloats) {
+        if (value == known.word) return known.value;
+    }
+    const float number = value.is_number() ? value.get<float>() : NAN;
+    if (!std::isfinite(number)) throw BadValue::expected(typeName(), value);
+    return number;
+}
+
+Json Codec<float>::write(float value) {
+    for (const auto& known : kWordsForFloats) {
+        if (value == known.value || (std::isnan(value) && std::isnan(known.value))) {
+            return known.word;
+        }
+    }
+    // JSON numbers are doubles: 0.1f as one would be 0.10000000149011612.
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof(text), value).ptr;
+    double number = 0;
+    std::from_chars(text, end, number);
+    return number;
+}
+
+hidl_string Codec<hidl_string>::read(const Json& value) {
+    if (!value.is_string()) throw BadValue::expected(typeName(), value);
+    return value.get<std::string>();
+}
+
+std::vector<uint8_t> readFile(const std::string& name) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(name.c_str(), "rb"), fclose);
+    std::vector<uint8_t> bytes(android::hardware::kMaxMessageSize);
+    if (file != nullptr) bytes.resize(fread(bytes.data(), 1, bytes.size(), file.get()));
+    if (file == nullptr || ferror(file.get())) {
+        throw BadValue(": cannot read " + name + ": " + strerror(errno));
+    }
+    if (bytes.size() == android::hardware::kMaxMessageSize) {
+        throw BadValue(": " + name + " holds 1 MiB or more");
+    }
+    return bytes;
+}
+
+}  // namespace audioctl

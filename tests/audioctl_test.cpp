@@ -1,0 +1,268 @@
+/* audioctl: what it takes from a command line, what it calls and prints, how long it stays. */
+
+#include <com/zavo/dtv/hardware/audio/3.1/IHdmiAudio.h>
+#include <com/zavo/dtv/hardware/audio/3.1/IOutputExternal.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <regex>
+#include <set>
+
+#include "host/audioctl/curve.h"
+#include "host/audioctl/methods.h"
+#include "host/audioctl/types.h"
+#include "tests/support/hidl_fakes.h"
+#include "tests/support/program.h"
+#include "tests/support/temp_set.h"
+
+using namespace audioctl;
+using namespace android::hardware;
+using android::sp;
+using Texts = std::vector<std::string>;
+
+namespace {
+
+struct HdmiAudio : public V3_1::IHdmiAudio {
+    Return<void> getAudioCapabilities(getAudioCapabilities_cb answer) override {
+        if (callback == nullptr) return Status::fromStatusT(android::DEAD_OBJECT);
+        answer({hidl_string("a\0b", 3), "\xFF", "\""});
+        return Void();
+    }
+    Return<int32_t> setAudioCapabilities(const hidl_vec<hidl_string>& capabilities) override {
+        return callback->onCapabilityChanged(capabilities).isOk() ? 0 : -1;
+    }
+    Return<void> setCallback(const sp<V1_1::IHdmiAudioCallback>& given) override {
+        callback = given;
+        return Void();
+    }
+    sp<V1_1::IHdmiAudioCallback> callback;
+};
+
+/** What a call answers, or what is wrong with it; without an object only its words are read. */
+std::string call(Texts words, IBase* object = nullptr, Callbacks* callbacks = nullptr) try {
+    const Method& method = findInterface(words.at(0)).method(words.at(1));
+    const Call bound = method.bind({words.begin() + 2, words.end()}, callbacks);
+    return object == nullptr ? "" : toLine(bound(*object));
+} catch (const std::runtime_error& error) {
+    return error.what();
+}
+
+/** All matches of an expression's group. */
+Texts find(const std::string& text, const char* expression) {
+    const std::regex regex(expression);
+    return {std::sregex_token_iterator(text.begin(), text.end(), regex, 1), {}};
+}
+
+/** HIDL's own view of a structure is the measure. */
+template <typename Struct>
+void expectAllFields() {
+    const Json value = Codec<Struct>::write({});
+    Texts names;
+    for (const auto& item : value.items()) names.push_back(item.key());
+    EXPECT_EQ(find(toString(Struct{}), "\\.(\\w+) ="), names);
+}
+
+TEST(Arguments, FitTheirParameterOrAreNamed) {
+    constexpr char kCases[] = R"(
+IOutputSpeaker getTvPosition 1 => wrong number of arguments (1) for getTvPosition() generates (TvPositionType type)
+IOutputSpeaker@2.0 getTvPosition => IOutputSpeaker@2.0 has no method 'getTvPosition'; it has|  getSurroundType() generates (SurroundType type)
+IOutputSpeaker setTvPosition -2147483649 => argument 1: expected int32_t, not -2147483649
+IOutputSpeaker setTvPosition 2147483648 => argument 1: expected int32_t, not 2147483648
+IOutputSpeaker setTvPosition 18446744073709551615 => argument 1: expected int32_t, not 18446744073709551615
+IOutputSpeaker setTvPosition 1.0 => argument 1: expected int32_t, not 1.0
+IOutputSpeaker setTvPosition one => argument 1: expected int32_t, not "one"
+IOutputExternal setForceEncodingEnabled 1 => argument 1: expected bool, not 1
+IOutputExternal setEncodingFormat 7 => argument 1: expected string, not 7
+IHdmiAudio setAudioCapabilities ["",null] => argument 1[1]: expected string, not null
+IHdmiAudio setCallback 0 => argument 1: expected IHdmiAudioCallback (null or callback), not 0
+IHeadphoneVirtualizer allocateParameterBuffer HRTF_PARAMETER -2147483648 =>
+IHeadphoneVirtualizer allocateParameterBuffer X 1 => argument 1: expected ParamType (int32_t, DEVICE_PARAMETER, HRTF_PARAMETER), not "X"
+IHeadphoneVirtualizer append 1 [255,-1] => argument 2[1]: expected uint8_t, not -1
+IHeadphoneVirtualizer append 1 x => argument 2: expected vec<uint8_t>, not "x"
+IHeadphoneVirtualizer append 1 @/ => argument 2: cannot read /: Is a directory
+IHeadphoneVirtualizer append 1 @/dev/zero => argument 2: /dev/zero holds 1 MiB or more
+IHeadphoneVirtualizer append @/dev/null [] => argument 1: /dev/null holds no JSON
+IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":"NaN","delay":1e38}] =>
+IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":"nan","delay":0}] => argument 1[0].volume: expected float, not "nan"
+IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":1e39,"delay":0}] => argument 1[0].volume: expected float, not 1e+39
+IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":0,"delay":0,"x":0}] => argument 1[0]: calibratedData has no field "x"
+IAcousticCalibration setCalibratedData [{"channel":"","bands":[{}]}] => argument 1[0].bands[0]: field 'type' of bandEqualizer is missing
+)";
+    for (const std::string& line : find(kCases, "([^\n]+)\n")) {
+        const size_t arrow = line.find(" =>");
+        std::string problem = call(find(line.substr(0, arrow), "(\\S+)"));
+        std::replace(problem.begin(), problem.end(), '\n', '|');
+        EXPECT_EQ(line, line.substr(0, arrow) + (problem.empty() ? " =>" : " => " + problem));
+    }
+    EXPECT_EQ("argument 1: nested too deeply",
+              call({"IHdmiAudio", "setAudioCapabilities", std::string(100000, '[')}));
+}
+
+TEST(Values, AreReadAndWrittenExactly) {
+    const TempSet set;
+    set.write("bytes", "[]");
+    const sp<fakes::FakeVirtualizer> sum = new fakes::FakeVirtualizer;
+    const std::string expected = std::to_string(2 + '[' + ']');
+    EXPECT_EQ(expected,
+              call({"IHeadphoneVirtualizer", "append", "1", "@" + set.path("bytes")}, sum.get()));
+    for (const char* text : {"0.1", "-9.0", "3.4028235e+38", "\"NaN\"", "\"-Infinity\""}) {
+        EXPECT_EQ(text, toLine(Codec<float>::write(Codec<float>::read(Json::parse(text)))));
+    }
+}
+
+TEST(Table, HasEveryMethodAndEveryFieldOfTheInterfaces) {
+    namespace fs = std::filesystem;
+    const std::regex noise("/\\*[^]*?\\*/|\\s+");
+    std::map<std::string, Texts> methods, offered;
+    const fs::recursive_directory_iterator folder(SOURCE_DIR "/interfaces");
+    for (const fs::path& file : std::set<fs::path>(begin(folder), end(folder))) {
+        const std::string name = file.stem();
+        if (find(file, "(/I\\w+[.]hal)").empty() || !find(name, "(Callback)").empty()) continue;
+        std::ifstream stream(file);
+        const std::string text(std::istreambuf_iterator<char>(stream), {});
+        const std::string hal = std::regex_replace(text, noise, " ");
+        Texts& all = methods[name + "@" + file.parent_path().filename().string()];
+        for (const auto& parent : find(hal, "extends (@[0-9.]+)")) all = methods[name + parent];
+        for (const auto& own : find(hal, "(\\w+\\([^;]*);")) all.push_back(own);
+    }
+    for (const Interface& interface : interfaces()) {
+        Texts& all = offered[interface.fullName()];
+        for (const Method* method : interface.methods()) all.push_back(method->signature());
+    }
+    EXPECT_EQ(methods, offered);
+    expectAllFields<V3_0::bandEqualizer>();
+    expectAllFields<V3_0::calibratedData>();
+    expectAllFields<V3_0::channelFrequencyRange>();
+    expectAllFields<V3_0::channelCurve>();
+    expectAllFields<V3_0::calibrationParameters>();
+    expectAllFields<V4_0::SampleLatency>();
+}
+
+TEST(Calls, ReachTheObjectAndItsCallback) {
+    Callbacks callbacks;
+    const sp<HdmiAudio> object = new HdmiAudio;
+    EXPECT_EQ("null", call({"IHdmiAudio", "setCallback", "callback"}, object.get(), &callbacks));
+    EXPECT_EQ("0", call({"IHdmiAudio@1.0", "setAudioCapabilities", R"(["A"])"}, object.get()));
+    EXPECT_EQ(Texts{R"(onCapabilityChanged ["A"])"}, callbacks.take());
+    const char* expected = "[\"a\\u0000b\",\"\uFFFD\",\"\\\"\"]";
+    EXPECT_EQ(expected, call({"IHdmiAudio", "getAudioCapabilities"}, object.get()));
+
+    EXPECT_EQ("null", call({"IHdmiAudio", "setCallback", "null"}, object.get()));
+    EXPECT_EQ("the call failed: the other side is gone",
+              call({"IHdmiAudio", "getAudioCapabilities"}, object.get()));
+}
+
+TEST(Callback, IsServedUntilItsFirstCallOrUntilStopped) {
+    const TempSet set;
+    const sp<HdmiAudio> object = new HdmiAudio;
+    ASSERT_EQ(android::OK, object->registerAsService());
+    const std::string arrival = "onCapabilityChanged [\"A\"]\n";
+    for (const Texts& stay : {Texts{}, Texts{"--stay"}}) {
+        Texts words{"audioctl", "call", "IHdmiAudio@1.1", "setCallback", "callback"};
+        words.insert(words.end(), stay.begin(), stay.end());
+        Program program(words);
+        std::string expected = "null\n";
+        for (size_t i = 0; i <= stay.size(); i++, expected += arrival) {
+            ASSERT_TRUE(Program::poll([&] { return program.out() == expected; }));
+            EXPECT_EQ("0", call({"IHdmiAudio", "setAudioCapabilities", R"(["A"])"}, object.get()));
+        }
+        EXPECT_EQ(0, stay.empty() ? program.wait() : program.signalAndWait(SIGTERM));
+        EXPECT_EQ(expected, program.out());
+    }
+}
+
+TEST(Callback, EndsWithItsService) {
+    const TempSet set;
+    Program service({"hidlaudio"});
+    ASSERT_TRUE(Program::poll([] { return V3_1::IOutputExternal::getService() != nullptr; }));
+    Program program(
+            {"audioctl", "call", "IOutputExternal", "registerEncodingFormatListener", "callback"});
+    ASSERT_TRUE(Program::poll([&] { return program.out() == "0\n"; }));
+    service.signalAndWait(SIGKILL);
+    EXPECT_EQ(3, program.wait());
+    EXPECT_EQ("audioctl: IOutputExternal@3.1: the service has died\n", program.err());
+}
+
+TEST(Curve, HasItsGlyphsAndItsWidthForAnyNumberOfBands) {
+    const std::vector<float> gains{0, 1, 2, 3, 9, INFINITY, NAN, -1, -2, -3, -9.1f};
+    const Texts lines = drawCurve(gains, Look::RICH);
+    EXPECT_EQ("+9 ┤    █▲     " + std::string(20, ' '), lines.at(0));
+    EXPECT_EQ("+3 ┤ ▁▄███     " + std::string(20, ' '), lines.at(2));
+    EXPECT_EQ(" 0 ┤──────?────" + std::string(20, ' '), lines.at(3));
+    EXPECT_EQ("-3 ┤       ▔▀██" + std::string(20, ' '), lines.at(4));
+    EXPECT_EQ("-9 ┤          ▼" + std::string(20, ' '), lines.at(6));
+    for (size_t bands : {0, 1, 31, 1000}) {
+        for (const std::string& line : drawCurve(std::vector<float>(bands), Look::PLAIN)) {
+            EXPECT_EQ(kCurveWidth, line.size());
+        }
+    }
+}
+
+TEST(Status, ShowsAnyDataOfTheServicesThatAreThere) {
+    const TempSet set;
+    EXPECT_EQ(3, Program({"audioctl", "status"}).wait());
+
+    const sp<fakes::FakeCalibration> calibration = new fakes::FakeCalibration;
+    EXPECT_EQ("9", call({"IAcousticCalibration", "setCalibratedData",
+                         "@" SOURCE_DIR "/examples/calibration.json"},
+                        calibration.get()));
+    hidl_vec<V3_0::bandEqualizer> hostile(40);
+    const float gains[] = {1, 4, 8, 9.1f, INFINITY, NAN, -0.4f, -1.5f, -5, -1e38f};
+    for (size_t i = 0; i < std::size(gains); i++) hostile[i].gain = gains[i];
+    calibration->kept = {calibration->kept[0],
+                         {"\033[2J\u009B\xFF\x7F", hostile, NAN, 3e38f},
+                         {"", {}, -INFINITY, 0}};
+    ASSERT_EQ(android::OK, calibration->registerAsService());
+    const sp<fakes::FakeSpeaker> speaker = new fakes::FakeSpeaker;
+    ASSERT_EQ(android::OK, speaker->registerAsService());
+    Program program({"audioctl", "status"});
+    EXPECT_EQ(0, program.wait());
+    EXPECT_EQ(R"(TV speakers
+  TV position      wall mount
+  surround         type 2
+External output: not there
+Room calibration
+  calibration      on
+  stored channels  3
+  curves           dB over bands 1 to 31, lowest first
+
+  FL   +0.5 dB  1.5 ms                  \u001b[2J\ +nan dB  3e+38 ms  40 ba
+  +9 |                                  +9 |  :^^
+  +6 |                                  +6 | .###
+  +3 |       :#:.         ...:::::###   +3 |.####
+   0 |-------------------------------    0 |-----?-------------------------
+  -3 | ':###'    '':::''                -3 |       :##
+  -6 |   ':                             -6 |        :#
+  -9 |                                  -9 |         v
+
+       -inf dB  0 ms  0 bands
+  +9 |
+  +6 |
+  +3 |
+   0 |
+  -3 |
+  -6 |
+  -9 |
+)",
+              program.out());
+}
+
+TEST(Status, EndsWithTheConnection) {
+    struct Dying : public fakes::FakeSpeaker {
+        Return<V2_0::SurroundType> getSurroundType() override { _exit(0); }
+    };
+    const TempSet set;
+    const Process service([] {
+        configureRpcThreadpool(1, true);
+        const sp<Dying> speaker = new Dying;
+        if (speaker->registerAsService() == android::OK) joinRpcThreadpool();
+    });
+    ASSERT_TRUE(Program::poll([&] {
+        return set.has("run/" + std::string(V3_1::IOutputSpeaker::descriptor) + "/default");
+    }));
+    Program program({"audioctl", "status"});
+    EXPECT_EQ(3, program.wait());
+    EXPECT_EQ("audioctl: TV speakers: the call failed: the other side is gone\n", program.err());
+}
+
+}  // namespace

@@ -1,0 +1,192 @@
+/* The service as clients meet it: a process that is started, called, killed and started again. */
+
+#include <com/zavo/dtv/hardware/audio/3.1/IOutputSpeaker.h>
+#include <gtest/gtest.h>
+#include <hidl/HidlTransportSupport.h>
+
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "tests/support/program.h"
+#include "tests/support/temp_set.h"
+
+using namespace com::zavo::dtv::hardware::audio;
+using android::sp;
+using android::hardware::Return;
+using V2_0::SurroundType;
+using V3_1::TvPositionType;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+constexpr char kMarker[] = "fs/data/vendor/tmp/dtv_svc_is_ready";
+
+/** What a complete service serves. */
+const Lines kServices{"com.zavo.dtv.hardware.audio@3.1::IAcousticCalibration/default",
+                      "com.zavo.dtv.hardware.audio@3.1::IOutputEncodingStatusListener/default",
+                      "com.zavo.dtv.hardware.audio@3.1::IOutputExternal/default",
+                      "com.zavo.dtv.hardware.audio@3.1::IOutputSpeaker/default"};
+
+Lines split(const std::string& text) {
+    std::istringstream stream(text);
+    Lines lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+Outcome audioctl(std::vector<std::string> words) {
+    words.insert(words.begin(), "audioctl");
+    Program program(words);
+    const int status = program.wait();
+    return {status, program.out(), program.err()};
+}
+
+Outcome call(const std::string& interface, const std::string& method,
+             const std::vector<std::string>& arguments = {}) {
+    std::vector<std::string> words{"call", interface, method};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return audioctl(words);
+}
+
+/** Waits until all services are there. */
+bool isServing() {
+    return Program::poll([] { return split(audioctl({"list"}).out) == kServices; });
+}
+
+std::string readFile(const std::string& name) {
+    std::ifstream file(std::string(SOURCE_DIR) + "/" + name);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/** All matches of the expression's groups in a text, the groups put together. */
+std::set<std::string> findAll(const std::string& text, const std::string& expression) {
+    const std::regex regex(expression);
+    std::set<std::string> found;
+    for (std::sregex_iterator it(text.begin(), text.end(), regex), end; it != end; ++it) {
+        found.insert((*it)[1].str() + (*it)[2].str());
+    }
+    return found;
+}
+
+TEST(Process, RefusesToStartWithoutASet) {
+    setenv("TVSET_ROOT", "/nonexistent/set", 1);
+    for (const char* name : {"hidlaudio", "audioctl"}) {
+        Program program(name == std::string("audioctl") ? Lines{name, "list"} : Lines{name});
+        EXPECT_EQ(2, program.wait()) << name;
+        EXPECT_NE(std::string::npos, program.err().find("tvset create")) << program.err();
+    }
+}
+
+TEST(Process, RegistersItsServicesInOrderAndKeepsASettingOverARestart) {
+    TempSet set;
+    for (const char* expected : {"true", "false"}) {
+        Program service({"hidlaudio"});
+        ASSERT_TRUE(isServing());
+        EXPECT_EQ("D HidlAudio: ########## HIDL server side: main() is called:",
+                  split(service.err()).front());
+        EXPECT_EQ(std::string(expected) + "\n",
+                  call("IOutputExternal", "getForceEncodingEnabled").out);
+        EXPECT_EQ("0\n", call("IOutputExternal@2.0", "setForceEncodingEnabled", {"false"}).out);
+        EXPECT_EQ(
+                "null\n",
+                call("IOutputEncodingStatusListener", "onEncodingFormatChanged", {"\"auto\""}).out);
+        EXPECT_EQ(128 + SIGTERM, service.signalAndWait(SIGTERM));
+    }
+    EXPECT_EQ(3, call("IOutputExternal", "getEncodingFormat").status);
+}
+
+TEST(Process, IsNotReachableBeforeEveryServiceIsMade) {
+    TempSet set({.isReady = false});
+    Program service({"hidlaudio"});
+    ASSERT_TRUE(service.hasLogged("waiting dtv_svc>>>>> count:5"));
+    EXPECT_EQ("", audioctl({"list"}).out);
+    set.write(kMarker, "");
+    EXPECT_TRUE(isServing());
+}
+
+TEST(Process, StartsWithoutTheMiddlewareWhenTheWaitIsOver) {
+    TempSet set({.isReady = false});
+    setenv("TVSET_SPEED", "1000", 1);
+    Program service({"hidlaudio"});
+    ASSERT_TRUE(isServing());
+    const Lines lines = split(service.err());
+    EXPECT_EQ("D -: <<<<<hidlaudio waiting dtv_svc>>>>> count:0", lines[1]);
+    EXPECT_EQ("D -: <<<<<hidlaudio waiting dtv_svc>>>>> count:1999", lines[2000]);
+    EXPECT_EQ("D -: dtv_svc rpc server failed.", lines[2001]);
+    EXPECT_EQ("D -: OutputExternal mtal open success", lines[2002]);
+}
+
+TEST(Process, EndsWhenARegistrationFailsAndKeepsTheEarlierOnes) {
+    struct Other : public V3_1::IOutputSpeaker {
+        Return<SurroundType> getSurroundType() override { return SurroundType::TYPE_0; }
+        Return<TvPositionType> getTvPosition() override { return TvPositionType::TABLE_TOP; }
+        Return<int32_t> setTvPosition(int32_t) override { return 0; }
+    };
+    TempSet set;
+    const sp<V3_1::IOutputSpeaker> other = new Other;
+    ASSERT_EQ(android::OK, other->registerAsService());
+
+    Program service({"hidlaudio"});
+    EXPECT_EQ(1, service.wait());
+    EXPECT_EQ(
+            "E HidlAudio: ########## HIDL OutputSpeaker server side: registerAsService() is "
+            "failed:",
+            split(service.err()).back());
+    const std::string run = "run/com.zavo.dtv.hardware.audio@3.1::";
+    for (const char* earlier : {"IOutputEncodingStatusListener", "IOutputExternal"}) {
+        EXPECT_TRUE(std::filesystem::is_symlink(set.path(run + earlier + "/default"))) << earlier;
+    }
+    EXPECT_FALSE(set.has(run + "IAcousticCalibration"));
+}
+
+TEST(Process, OutlivesAHalThatHangsAndDies) {
+    TempSet set;
+    Program hal({"tvset", "primary-hal"});
+    ASSERT_TRUE(Program::poll([&] { return hal.out() != ""; }));
+    EXPECT_EQ(1, Program({"tvset", "primary-hal"}).wait());  // a set has one
+
+    Program service({"hidlaudio"});
+    ASSERT_TRUE(Program::poll([] { return call("IOutputSpeaker", "getTvPosition").status == 0; }));
+    const std::string stored =
+            "a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", 1, 7) = 0";
+    const std::string sent = "setParameters([], [{\"tv_position\", \"wall_mount\"}]) = 0";
+    for (const int signal : {0, SIGSTOP, SIGKILL}) {
+        set.takeJournal();
+        kill(hal.pid(), signal);
+        EXPECT_EQ("0\n", call("IOutputSpeaker", "setTvPosition", {"1"}).out) << signal;
+        EXPECT_EQ(signal == 0 ? sent : stored, set.takeJournal().back());
+    }
+}
+
+TEST(Process, ServesWhatItsInitFileItsManifestAndTheFrozenHashesName) {
+    TempSet set;
+    Program service({"hidlaudio"});
+    ASSERT_TRUE(isServing());
+    std::set<std::string> served;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(set.path("run"))) {
+        if (entry.path().filename() == "default") {
+            served.insert(entry.path().parent_path().filename());
+        }
+    }
+    EXPECT_EQ(served, findAll(readFile("service/hidlaudio.rc"), "interface (\\S+) default"));
+
+    const std::string package = "com.zavo.dtv.hardware.audio";
+    std::set<std::string> inManifest;
+    for (const std::string& name :
+         findAll(readFile("service/manifest_hidlaudio.xml"), "<fqname>(\\S+)/default</fqname>")) {
+        inManifest.insert(package + name);
+    }
+    EXPECT_EQ(served, inManifest);
+
+    const auto frozen = findAll(readFile("interfaces/current.txt"), "[0-9a-f]{64} (\\S+)");
+    for (const std::string& name : served) EXPECT_TRUE(frozen.count(name)) << name;
+}
+
+}  // namespace
