@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <mutex>
 #include <regex>
 #include <set>
 
@@ -24,18 +25,27 @@ namespace {
 
 struct HdmiAudio : public V3_1::IHdmiAudio {
     Return<void> getAudioCapabilities(getAudioCapabilities_cb answer) override {
-        if (callback == nullptr) return Status::fromStatusT(android::DEAD_OBJECT);
+        if (callback() == nullptr) return Status::fromStatusT(android::DEAD_OBJECT);
         answer({hidl_string("a\0b", 3), "\xFF", "\""});
         return Void();
     }
     Return<int32_t> setAudioCapabilities(const hidl_vec<hidl_string>& capabilities) override {
-        return callback->onCapabilityChanged(capabilities).isOk() ? 0 : -1;
+        return callback()->onCapabilityChanged(capabilities).isOk() ? 0 : -1;
     }
     Return<void> setCallback(const sp<V1_1::IHdmiAudioCallback>& given) override {
-        callback = given;
+        const std::lock_guard lock(mLock);
+        mCallback = given;
         return Void();
     }
-    sp<V1_1::IHdmiAudioCallback> callback;
+
+  private:
+    sp<V1_1::IHdmiAudioCallback> callback() {
+        const std::lock_guard lock(mLock);
+        return mCallback;
+    }
+
+    std::mutex mLock;  // a test calls it beside the thread that serves it
+    sp<V1_1::IHdmiAudioCallback> mCallback;
 };
 
 /** What a call answers, or what is wrong with it; without an object only its words are read. */

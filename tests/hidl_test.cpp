@@ -211,7 +211,7 @@ TEST_F(HidlTest, OtherClientsWaitUntilACallWithItsCallbackIsOver) {
 TEST_F(HidlTest, AWorkersCallbackRunsAtOnceAndItsNestedCallWaitsForTheRpcThread) {
     start();
     sp<V3_1::IHdmiAudio> service = hdmiAudio();
-    auto callback = give([&](const Words&) {
+    auto callback = give([service](const Words&) {
         gJournal->say("told");
         order(service, {"say", "nested"});
         gJournal->say("nested call is over");
@@ -233,7 +233,7 @@ TEST_F(HidlTest, AWorkerAndTheRpcThreadThatCallTheSameCallbackDoNotBlockEachOthe
     });
     start();
     sp<V3_1::IHdmiAudio> service = hdmiAudio();
-    auto callback = give([&](const Words& words) {
+    auto callback = give([service](const Words& words) {
         if (words[0] != "worker") return;
         gOrders->say("go");
         usleep(200'000);  // the RPC thread waits for its turn with the callback by now
@@ -319,14 +319,13 @@ TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
 
 TEST_F(HidlTest, AClientThatDoesNotAnswerIsGivenUpAndWelcomeAgain) {
     Process client([] {
-        sp<V3_1::IHdmiAudio> service;
-        sp<Callback> callback = new Callback([&](const Words& words) {
+        sp<Callback> callback = new Callback([](const Words& words) {
             gJournal->say(words[1]);
+            sp<V3_1::IHdmiAudio> service = hdmiAudio();
             while (words[1] == "call on" && order(service, {"keep", "it"}) == 2) continue;
         });
         while (gOrders->next(40s) != "(nothing)") {
-            do service = hdmiAudio();
-            while (!service->setCallback(callback).isOk());
+            while (!hdmiAudio()->setCallback(callback).isOk()) continue;
         }
     });
     start();

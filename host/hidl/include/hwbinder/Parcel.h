@@ -169,8 +169,12 @@ const uint8_t* valueMask() {
 #endif
         alignas(T) uint8_t zeros[sizeof(T)];
         memset(zeros, 0x00, sizeof(zeros));
+        // Memory of an object has no content before and beside its values, as compilers see it:
+        // these keep them from acting on that.
+        asm volatile("" ::"r"(zeros), "r"(ones) : "memory");
         const T value{};
         T* copies[] = {new (zeros) T(value), new (ones) T(value)};
+        asm volatile("" ::"r"(zeros), "r"(ones) : "memory");
         for (size_t i = 0; i < sizeof(T); i++) bytes[i] = zeros[i] == ones[i] ? 0xFF : 0x00;
         for (T* copy : copies) copy->~T();
         return bytes;
