@@ -3,6 +3,7 @@
 #include <log/log.h>
 
 #include "platform/dtv_svc.h"
+#include "platform/eeprom.h"
 #include "platform/middleware.h"
 
 namespace com::zavo::dtv::hardware::audio::platform {
@@ -20,12 +21,6 @@ constexpr uint8_t kLaunched = 1;
 constexpr uint32_t kModelAddress = 0x1001A;
 
 enum LaunchResult : int32_t { LAUNCHED = 0, NO_ANSWER = 1, NOT_LAUNCHED = 2 };
-
-bool isEepromOpen() {
-    MTEEPROM_Property property{};
-    MTEEPROM_GetProperty(&property);
-    return MTEEPROM_Init() == 0;
-}
 
 }  // namespace
 
@@ -46,7 +41,7 @@ int32_t checkDtvSvcBoot(const BackEndVariant& variant) {
 bool isBeModel(const BackEndVariant& variant) {
     DRV_Init();
     if (MTAL_Init() != 0) return variant.isBeModelByDefault;
-    if (!isEepromOpen()) {
+    if (!openEeprom()) {
         ALOG(LOG_ERROR, variant.tag, "[%s] Eeprom init %s.", __func__, variant.eepromFailed);
         return variant.isBeModelByDefault;
     }

@@ -9,6 +9,7 @@
 #include "V3_1/OutputEncodingStatusListener.h"
 #include "V3_1/OutputExternal.h"
 #include "V3_1/OutputSpeaker.h"
+#include "V4_0/CenterSpeaker.h"
 
 using namespace com::zavo::dtv::hardware::audio;
 using android::sp;
@@ -48,6 +49,8 @@ constexpr std::array kServices{
                 "########## HIDL OutputSpeaker server side: registerAsService() is failed:"),
         service<V3_1::IAcousticCalibration, V3_1::implementation::AcousticCalibration>(
                 "########## HIDL AcousticCalibration server side: registerAsService() is failed:"),
+        service<V4_0::ICenterSpeaker, V4_0::implementation::CenterSpeaker>(
+                "########## HIDL CenterSpeaker server side: registerAsService() is failed:"),
 };
 
 }  // namespace

@@ -25,7 +25,8 @@ constexpr char kMarker[] = "fs/data/vendor/tmp/dtv_svc_is_ready";
 const Lines kServices{"com.zavo.dtv.hardware.audio@3.1::IAcousticCalibration/default",
                       "com.zavo.dtv.hardware.audio@3.1::IOutputEncodingStatusListener/default",
                       "com.zavo.dtv.hardware.audio@3.1::IOutputExternal/default",
-                      "com.zavo.dtv.hardware.audio@3.1::IOutputSpeaker/default"};
+                      "com.zavo.dtv.hardware.audio@3.1::IOutputSpeaker/default",
+                      "com.zavo.dtv.hardware.audio@4.0::ICenterSpeaker/default"};
 
 Lines split(const std::string& text) {
     std::istringstream stream(text);

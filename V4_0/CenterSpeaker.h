@@ -1,0 +1,24 @@
+#pragma once
+
+#include <com/zavo/dtv/hardware/audio/4.0/ICenterSpeaker.h>
+
+namespace com::zavo::dtv::hardware::audio::V4_0::implementation {
+
+using ::android::hardware::Return;
+
+/**
+ * Whether and how the TV can be the centre speaker of an external sound system. All of it is
+ * settled while the object is built, from the set's sound tuning and its EEPROM; what becomes
+ * readable later is noticed by the next process.
+ */
+struct CenterSpeaker : public V4_0::ICenterSpeaker {
+    /** Waits for the TV middleware, 20 seconds at most, unless the tuning cannot be read. */
+    CenterSpeaker();
+
+    Return<void> getCenterSpeakerAcousticsType(getCenterSpeakerAcousticsType_cb callback) override;
+    Return<void> getCenterSpeakerLatency(getCenterSpeakerLatency_cb callback) override;
+    Return<bool> isCenterSpeakerInputAvailable() override;
+    Return<bool> isSynchronizedCenterSpeakerInputAvailable() override;
+};
+
+}  // namespace com::zavo::dtv::hardware::audio::V4_0::implementation
