@@ -6,6 +6,7 @@
 #include <log/log.h>
 
 #include "V3_1/AcousticCalibration.h"
+#include "V3_1/HdmiAudio.h"
 #include "V3_1/OutputEncodingStatusListener.h"
 #include "V3_1/OutputExternal.h"
 #include "V3_1/OutputSpeaker.h"
@@ -39,6 +40,8 @@ constexpr Service service(const char* failureLine) {
 
 /** All services, in the order in which they are made and registered. */
 constexpr std::array kServices{
+        service<V3_1::IHdmiAudio, V3_1::implementation::HdmiAudio>(
+                "########## HIDL server side: registerAsService() is failed:"),
         service<V3_1::IOutputEncodingStatusListener,
                 V3_1::implementation::OutputEncodingStatusListener>(
                 "########## HIDL OutputEncodingStatusListener server side: registerAsService() is "

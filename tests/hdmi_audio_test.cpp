@@ -1,0 +1,219 @@
+/* HDMI audio: capabilities by name in the store, and the callbacks of clients. */
+
+#include <gtest/gtest.h>
+
+#include "V3_1/HdmiAudio.h"
+#include "host/tvset/clock.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temp_set.h"
+
+using namespace com::zavo::dtv::hardware::audio;
+using namespace std::chrono_literals;
+using android::sp;
+using android::hardware::hidl_string;
+using android::hardware::hidl_vec;
+using android::hardware::Return;
+using android::hardware::Void;
+using V3_1::implementation::HdmiAudio;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+constexpr char kArcDd[] = "g_audio__arc_dd_plus_capab";
+constexpr char kEarcDd[] = "g_audio__earc_ddp_cap";
+constexpr char kArcMp4[] = "g_audio__arc_mpeg4_aac_lc_capab";
+
+std::string D(const std::string& text) {
+    return "D hdmiaudio: " + text;
+}
+std::string E(const std::string& text) {
+    return "E hdmiaudio: " + text;
+}
+std::string write(const char* key, int value, int status = 0) {
+    return std::string("a_mtktvapi_config_set_value(-1, \"") + key + "\", " +
+           std::to_string(value) + ", 4) = " + std::to_string(status);
+}
+
+struct Callback : public V1_1::IHdmiAudioCallback {
+    Return<void> onCapabilityChanged(const hidl_vec<hidl_string>& names) override {
+        calls.push_back({names.begin(), names.end()});
+        if (onCall) onCall();
+        return Void();
+    }
+    std::vector<Lines> calls;
+    std::function<void()> onCall;
+};
+
+/** A set with a service, whose log and journal tell from the service's first call on. */
+struct Running {
+    Running() : service(new HdmiAudio) {
+        log.take();
+        set.takeJournal();
+    }
+    int32_t store(const Lines& names) {
+        return service->setAudioCapabilities(hidl_vec<hidl_string>(names.begin(), names.end()));
+    }
+    Lines read() {
+        Lines names;
+        int answers = 0;
+        service->getAudioCapabilities([&](const auto& list) {
+                   names.assign(list.begin(), list.end());
+                   answers++;
+               })
+                .isOk();
+        EXPECT_EQ(1, answers);
+        return names;
+    }
+    TempSet set;
+    LogCapture log;
+    const sp<HdmiAudio> service;
+};
+
+TEST(HdmiAudio, StartWaitsConnectsAndGoesOn) {
+    for (const bool isReady : {true, false}) {
+        TempSet set({.isReady = isReady});
+        set.write("faults", isReady ? "" : "MTAL_InitExCb 4");
+        LogCapture log;
+        tvset::VirtualClock clock;
+        const sp<HdmiAudio> service = new HdmiAudio;
+        Lines expected;
+        for (int i = 0; i < (isReady ? 0 : 200); i++) {
+            expected.push_back(D("<<<<<hdmiaudio waiting dtv_svc>>>>> count:" + std::to_string(i)));
+        }
+        if (!isReady) expected.push_back(D("dtv_svc rpc server failed."));
+        expected.push_back(isReady ? D("HdmiAudio mtal open success")
+                                   : E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n"));
+        EXPECT_EQ(expected, log.take());
+        EXPECT_EQ(isReady ? 0s : 20s, clock.now());
+    }
+}
+
+TEST(HdmiAudio, StoredNumbersAreToldByNameAndAnythingElseAsNone) {
+    const struct {
+        const char *dd, *earc, *mp4;
+        Lines names;
+        Lines log;
+    } cases[] = {
+            {"1",
+             "2",
+             "3",
+             {"ARC_DD_PLUS", "EARC_DD_ATMOS", "ARC_MP4AAC_22_2"},
+             {D("HIDL getAudioCapabilities"), D("getArcDdCapability, caps = ARC_DD_PLUS\\n"),
+              D("getEarcDdCapability, caps = EARC_DD_ATMOS\\n"),
+              D("getArcMp4Capability, caps = ARC_MP4AAC_22_2\\n")}},
+            {"3",
+             "-1",
+             "4",
+             {"NONE", "NONE", "NONE"},
+             {D("HIDL getAudioCapabilities"), E("getArcDdCapability, invalid value = 3\\n"),
+              E("getEarcDdCapability, invalid value = -1\\n"),
+              E("getArcMp4Capability, invalid value = 4\\n")}},
+    };
+    for (const auto& c : cases) {
+        Running tv;
+        tv.set.write(std::string("config/") + kArcDd, c.dd);
+        tv.set.write(std::string("config/") + kEarcDd, c.earc);
+        tv.set.write(std::string("config/") + kArcMp4, c.mp4);
+        EXPECT_EQ(c.names, tv.read());
+        EXPECT_EQ(c.log, tv.log.take());
+    }
+    Running tv;
+    tv.set.write("faults", "a_mtktvapi_config_get_value 9");
+    EXPECT_EQ((Lines{"NONE", "NONE", "NONE"}), tv.read());
+    EXPECT_EQ(E("getArcMp4Capability, MTKTVAPI failed:ret = 9\\n"), tv.log.take().back());
+}
+
+TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
+    const std::string failDd = "a_mtktvapi_config_set_value(arc_dd) 6";
+    const struct {
+        Lines names;
+        std::string faults;
+        int32_t status;
+        Lines writes, changed;
+    } cases[] = {
+            {{}, "", -1, {}, {}},
+            {{"", ""}, "", -1, {}, {}},
+            {{"EARC_DD_PLUS", "arc_dd_plus", "ARC_DD"}, "", -1, {}, {}},
+            {{"ARC_DD_PLUS "}, "", -1, {}, {}},
+            {{std::string("ARC_DD_PLUS\0", 12)}, "", -1, {}, {}},
+            {{"ARC_DD_ATMOS", "ARC_DD_NONE"},
+             "",
+             0,
+             {write(kArcDd, 2), write(kArcDd, 2)},
+             {"ARC_DD_ATMOS", "ARC_DD_NONE"}},
+            {{"ARC_DD_", "ARC_DD_PLUS"},
+             "",
+             0,
+             {write(kArcDd, 1), write(kArcDd, 1)},
+             {"ARC_DD_", "ARC_DD_PLUS"}},
+            {{"ARC_MP4AAC_7_1", "x", "ARC_DD_PLUS"},
+             "",
+             0,
+             {write(kArcMp4, 2), write(kArcDd, 1)},
+             {"ARC_MP4AAC_7_1", "ARC_DD_PLUS"}},
+            {{"ARC_DD_PLUS", "ARC_MP4AAC_5_1"},
+             failDd,
+             0,
+             {write(kArcDd, 1, 6), write(kArcMp4, 1)},
+             {"ARC_MP4AAC_5_1"}},
+            {{"ARC_MP4AAC_5_1", "ARC_DD_PLUS"},
+             failDd,
+             0,
+             {write(kArcMp4, 1), write(kArcDd, 1, 6)},
+             {"ARC_MP4AAC_5_1"}},
+            {{"ARC_DD_PLUS", "EARC_DD_PLUS"}, failDd, 6, {write(kArcDd, 1, 6)}, {}},
+            {{"ARC_DD_PLUS", "ARC_MP4AAC_x"}, failDd, -1, {write(kArcDd, 1, 6)}, {}},
+    };
+    for (const auto& c : cases) {
+        Running tv;
+        const sp<Callback> callback = new Callback;
+        tv.service->setCallback(callback).isOk();
+        tv.set.write("faults", c.faults);
+        EXPECT_EQ(c.status, tv.store(c.names));
+        EXPECT_EQ(c.writes, tv.set.takeJournal());
+        EXPECT_EQ(c.changed.empty() ? std::vector<Lines>{} : std::vector<Lines>{c.changed},
+                  callback->calls);
+    }
+}
+
+TEST(HdmiAudio, LogsWhatItIsAskedAndWhatItStores) {
+    Running tv;
+    EXPECT_EQ(0, tv.store({"", "EARC_DD_PLUS", "ARC_MP4AAC_NONE"}));
+    EXPECT_EQ((Lines{D("HIDL hdmiaudio set"), D("setArcMp4Capability, capas list length: 3\\n"),
+                     D("setArcMp4Capability, capas : EARC_DD_PLUS\\n"),
+                     D("setArcMp4Capability, capas : ARC_MP4AAC_NONE\\n"),
+                     D("setArcMp4Capability, call set API capas : 0\\n"),
+                     D("HIDL hdmiaudio set finish")}),
+              tv.log.take());
+}
+
+TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
+    Running tv;
+    const sp<Callback> twice = new Callback, once = new Callback, late = new Callback;
+    tv.service->setCallback(nullptr).isOk();
+    for (const auto& callback : {twice, once, twice}) tv.service->setCallback(callback).isOk();
+    EXPECT_EQ((Lines{D("callback is nullptr. skip setCallback"), D("set callback"),
+                     D("set callback"), D("set callback")}),
+              tv.log.take());
+    once->onCall = [&] { tv.service->setCallback(late).isOk(); };
+    EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
+    EXPECT_EQ(2u, twice->calls.size());
+    EXPECT_EQ(1u, once->calls.size());
+    EXPECT_EQ(0u, late->calls.size());
+    const Lines log = tv.log.take();
+    EXPECT_EQ(D("issue capability changed callback event"), *(log.end() - 3));
+    EXPECT_EQ(D("set callback"), *(log.end() - 2));
+
+    once->onCall = nullptr;
+    tv.service->serviceDied(0, sp<Callback>(twice));
+    EXPECT_EQ((Lines{E("Monitored process died"), D("remove callback"), D("remove callback")}),
+              tv.log.take());
+    tv.service->serviceDied(0, android::wp<V1_1::IHdmiAudioCallback>(sp(new Callback)));
+    EXPECT_EQ(Lines{E("Monitored process died")}, tv.log.take());
+    EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
+    EXPECT_EQ((std::vector{2u, 2u, 1u}),
+              (std::vector{unsigned(twice->calls.size()), unsigned(once->calls.size()),
+                           unsigned(late->calls.size())}));
+}
+
+}  // namespace
