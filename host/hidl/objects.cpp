@@ -80,8 +80,8 @@ status_t BpHwBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, 
     } else {
         std::unique_lock<std::mutex> lock(mCallLock, std::try_to_lock);
         if (!lock.owns_lock()) {
-            Turn::Pause
-                    pause;  // the call before may be waiting for the turn, to serve a nested one
+            // The call before may be waiting for the turn, to serve a nested one.
+            Turn::Pause pause;
             lock.lock();
         }
         status = exchange(mChannel, header, data, reply);

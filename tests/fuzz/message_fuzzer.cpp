@@ -1,8 +1,5 @@
 /* What a peer may send: calls of every interface of ours, and replies to calls that we make. */
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <com/zavo/dtv/hardware/audio/3.1/BpHwAcousticCalibration.h>
 #include <com/zavo/dtv/hardware/audio/3.1/BpHwHdmiAudio.h>
 #include <com/zavo/dtv/hardware/audio/5.0/BpHwHeadphoneVirtualizer.h>
@@ -14,7 +11,6 @@
 using namespace fakes;
 using Calibration = V3_1::BpHwAcousticCalibration;
 using Virtualizer = V5_0::BpHwHeadphoneVirtualizer;
-using base::unique_fd;
 using hidl::base::V1_0::IBase;
 
 namespace {
@@ -57,8 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t method = data[1], around = data[2];
     std::string bytes(reinterpret_cast<const char*>(data + 3), size - 3);
     if (around & kHasToken) bytes = text(around & kIsBase ? IBase::descriptor : interface) + bytes;
-    const uint32_t base = kBaseMethods[method % std::size(kBaseMethods)];
-    const uint32_t code = around & kIsReply ? 0 : around & kIsBase ? base : method;
+    const uint32_t common = kBaseMethods[method % std::size(kBaseMethods)];
+    const uint32_t code = around & kIsReply ? 0 : around & kIsBase ? common : method;
     const uint32_t kind = around & kIsReply ? MessageHeader::kReply : MessageHeader::kCall;
     if (around & kHasHeader) bytes = message(code, bytes, around & kHasObject ? 1 : 0, kind);
 
@@ -66,8 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) || socketpair(AF_UNIX, SOCK_STREAM, 0, more)) {
         abort();
     }
-    unique_fd passed(more[0]), kept(more[1]), ours(ends[0]);
-    RawClient peer{unique_fd(ends[1])};
+    base::unique_fd passed(more[0]), kept(more[1]), ours(ends[0]);
+    RawClient peer{base::unique_fd(ends[1])};
     peer.send(bytes, around & kHasObject ? passed.get() : -1);
     if (around & kIsReply) {
         peer.endSending();

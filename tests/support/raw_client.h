@@ -20,7 +20,7 @@ class RawClient {
   public:
     explicit RawClient(android::base::unique_fd socket) : mSocket(std::move(socket)) {}
     explicit RawClient(const std::string& interface) {
-        mSocket.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        mSocket.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         timeval limit{10, 0};
         setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
         sockaddr_un address{AF_UNIX, {}};
@@ -51,6 +51,7 @@ class RawClient {
         return std::to_string(reinterpret_cast<MessageHeader*>(bytes)->code);
     }
     void endSending() const { shutdown(mSocket, SHUT_WR); }
+    int socket() const { return mSocket.get(); }
     void hangUp() { mSocket.reset(); }
 
   private:
