@@ -50,11 +50,12 @@ constexpr int kCpupostLimit = 50;
 
 const int8_t sDefaultVolumeOffset = 0;
 
-/** The whole part of a value. Only a table file that was tampered with meets the limits. */
+/** The low bits of the whole part; only a table file that was tampered with holds more of them. */
 template <typename Integer>
 Integer toWhole(double value) {
-    using Limits = std::numeric_limits<Integer>;
-    return static_cast<Integer>(std::clamp<double>(value, Limits::min(), Limits::max()));
+    using Limits = std::numeric_limits<int32_t>;
+    const double whole = std::clamp<double>(value, Limits::min(), Limits::max());
+    return static_cast<Integer>(static_cast<int32_t>(whole));
 }
 
 /** A NaN passes the range check, but has no encoding: it counts as no correction. */
@@ -62,10 +63,9 @@ float withoutNan(float value) {
     return std::isnan(value) ? 0.0f : value;
 }
 
-/**
- * dB in steps of 0.1 dB, so that their whole part is the nearest step. Multiplied with the
- * precision of the value, to which 0.35 dB is 3.5 steps and not a little less.
- */
+// Values are scaled with their own precision, to which 0.35 dB is 3.5 steps and not a little less.
+
+/** dB in steps of 0.1 dB, so that their whole part is the nearest step. */
 double toSteps(float decibels) {
     const float steps = withoutNan(decibels) * 10.0f;
     return steps >= 0.0f ? steps + 0.5 : steps - 0.5;
@@ -80,7 +80,8 @@ uint8_t toBeCtrlLevel(float decibels) {
 }
 
 int16_t toSamples(float milliseconds) {
-    return toWhole<int16_t>(withoutNan(milliseconds) / 1000.0 * 48000.0 + 0.5);
+    const float samples = withoutNan(milliseconds) / 1000.0f * 48000.0f;
+    return toWhole<int16_t>(samples + 0.5);
 }
 
 void makeCalibratedDataForAudioDriver(const std::vector<aud_ac_data_Table>& table,

@@ -1,18 +1,11 @@
-#define LOG_TAG "AudioAC"
-
 #include "V3_1/calibration_parameters.h"
-
-#include <errno.h>
-#include <string.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
 
-#include <log/log.h>
-
 #include "V3_1/calibration_data.h"
-#include "platform/file.h"
+#include "platform/quality_data.h"
 
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
@@ -20,8 +13,6 @@ using V3_0::channelCurve;
 using V3_0::channelFrequencyRange;
 
 namespace {
-
-constexpr char kQualityFile[] = "/data/vendor/tmp/recipe/aqda.bin";
 
 /** Scalars in steps of 0.1 where the parameter is a float; one byte a channel group in a range. */
 struct AcParamBlock {
@@ -57,13 +48,7 @@ constexpr size_t kCurveCount = std::size(curveChannelNames);
 AcParamBlock sAcParamBlock;
 AcCurveBlock sAcCurveBlocks[kCurveCount];
 
-/** A piece of the audio-quality data file, and where it goes. */
-struct AqdaRegion {
-    uint32_t offset;
-    uint16_t size;
-    void* destination;
-};
-constexpr AqdaRegion aqdaRegionTable[] = {
+constexpr std::initializer_list<platform::QualityRegion> aqdaRegionTable{
         {0x4BD4, sizeof(AcParamBlock), &sAcParamBlock},
         {0x5744, sizeof(AcCurveBlock), &sAcCurveBlocks[0]},
         {0x57C4, sizeof(AcCurveBlock), &sAcCurveBlocks[1]},
@@ -71,22 +56,6 @@ constexpr AqdaRegion aqdaRegionTable[] = {
         {0x58C4, sizeof(AcCurveBlock), &sAcCurveBlocks[3]},
         {0x5944, sizeof(AcCurveBlock), &sAcCurveBlocks[4]},
 };
-
-constexpr char kCaller[] = "getCalibrationParameters";
-
-bool readRegion(FILE* file, const AqdaRegion& region) {
-    if (fseek(file, region.offset, SEEK_SET) != 0) {
-        ALOGE("[%s] fseek failed, errno %d", kCaller, errno);
-        return false;
-    }
-    memset(region.destination, 0, region.size);
-    errno = 0;  // stays so at the end of the file
-    if (fread(region.destination, 1, region.size, file) < region.size) {
-        ALOGE("[%s] fread failed, errno %d", kCaller, errno);
-        return false;
-    }
-    return true;
-}
 
 template <typename Integer>
 float tenths(Integer value) {
@@ -149,15 +118,9 @@ void shapingCalibrationParameters(calibrationParameters* out) {
 }  // namespace
 
 bool readCalibrationParameters(calibrationParameters* params) {
-    platform::File file(fopen(kQualityFile, "rb"));
-    if (file == nullptr) {
-        ALOGE("[%s] fopen failed, errno %d", kCaller, errno);
+    if (!platform::readQualityData("AudioAC", "getCalibrationParameters", aqdaRegionTable)) {
         return false;
     }
-    for (const AqdaRegion& region : aqdaRegionTable) {
-        if (!readRegion(file.get(), region)) return false;
-    }
-    file.reset();
     shapingCalibrationParameters(params);
     return true;
 }

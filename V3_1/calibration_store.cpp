@@ -34,8 +34,7 @@ File openForWriting(const char* path, const char* mode) {
 }
 
 bool readFrom(FILE* file, void* destination, size_t size) {
-    errno = 0;  // stays so at the end of the file
-    if (fread(destination, size, 1, file) == 1) return true;
+    if (platform::readWhole(file, destination, size)) return true;
     ALOGE("[readCalibratedData] fread failed, errno %d", errno);
     return false;
 }
@@ -80,8 +79,7 @@ int32_t readItems(FILE* file, std::vector<aud_ac_data_Table>& table, bool* hasDe
 /** @return the flag, or -1. */
 int32_t readFlag(FILE* file, const char* caller) {
     uint8_t flag;
-    errno = 0;  // stays so at the end of the file
-    if (fread(&flag, sizeof(flag), 1, file) == 1) return flag;
+    if (platform::readWhole(file, &flag, sizeof(flag))) return flag;
     ALOGE("[%s] fread AcousticCalibration enabled data failed, errno %d", caller, errno);
     return -1;
 }

@@ -1,16 +1,13 @@
 #include "V4_0/CenterSpeaker.h"
 
-#include <errno.h>
-#include <stdio.h>
-
 #include <cstddef>
 
 #include <log/log.h>
 
 #include "platform/dtv_svc.h"
 #include "platform/eeprom.h"
-#include "platform/file.h"
 #include "platform/middleware.h"
+#include "platform/quality_data.h"
 
 namespace com::zavo::dtv::hardware::audio::V4_0::implementation {
 
@@ -23,8 +20,7 @@ constexpr platform::DtvSvcWait kWait{
         2000,    ANDROID_LOG_ERROR, "[CenterSpeaker] dtv_svc rpc server failed [TimeOut].",
         true};
 
-constexpr char kQualityFile[] = "/data/vendor/tmp/recipe/aqda.bin";
-constexpr long kMmCecOffset = 0x5D74;
+constexpr uint32_t kMmCecOffset = 0x5D74;
 
 /** The centre speaker's record in the audio-quality data file, little endian. */
 struct MmCecData {
@@ -58,22 +54,9 @@ bool waitDtvSvcBoot() {
 
 /** @return 0, or -1. */
 int32_t readMmCecFromAqdata() {
-    const platform::File file(fopen(kQualityFile, "rb"));
-    if (file == nullptr) {
-        ALOGE("[%s] fopen failed, errno %d", __func__, errno);
-        return -1;
-    }
-    if (fseek(file.get(), kMmCecOffset, SEEK_SET) != 0) {
-        ALOGE("[%s] fseek failed, errno %d", __func__, errno);
-        return -1;
-    }
-    sMmCecData = {};
-    errno = 0;  // stays so at the end of the file
-    if (fread(&sMmCecData, 1, sizeof(sMmCecData), file.get()) < sizeof(sMmCecData)) {
-        ALOGE("[%s] fread failed, errno %d", __func__, errno);
-        return -1;
-    }
-    return 0;
+    const bool isRead = platform::readQualityData(
+            LOG_TAG, __func__, {{kMmCecOffset, sizeof(sMmCecData), &sMmCecData}});
+    return isRead ? 0 : -1;
 }
 
 /** @param name of the byte in the line on a failure. */

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -11,5 +12,15 @@ struct FileCloser {
 
 /** An open file, or none; closed with the object. */
 using File = std::unique_ptr<FILE, FileCloser>;
+
+/**
+ * Reads `size` bytes from the position of the file on.
+ *
+ * @return whether all were there; if not, errno tells why, and is 0 at the end of the file.
+ */
+inline bool readWhole(FILE* file, void* destination, size_t size) {
+    errno = 0;
+    return fread(destination, 1, size, file) == size;
+}
 
 }  // namespace com::zavo::dtv::hardware::audio::platform

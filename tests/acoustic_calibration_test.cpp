@@ -308,7 +308,8 @@ TEST(SetEnabled, EncodesTheValuesForEitherWay) {
             {record("FL", 0.25, 0, -0.25), "7d", "8300000000", {equalizer("-0.25"), volume(3)}},
             {record("FL", -9, 10, 9), "da", "25e0010000", {equalizer("9"), volume(-90)}},
             {record("FL", 9, 0.01f, -9), "25", "da00000000", {equalizer("-9"), volume(90)}},
-            {record("FL", -0.f, 0, 0.35f), "84", "8000000000", {equalizer("0.35"), volume(0)}},
+            {record("FL", -0.f, 2.5f / 48, 0.35f), "84", "8003000000",
+             {equalizer("0.35"), volume(0)}},
             {record("FR", -9, 10, 9), "80", "800000e001", flat},
             {record("FLX", 1) + record("fl", 1) + record("F", 1), "80", "8000000000", flat},
             // The first counts on one way, the last on the other.
@@ -317,12 +318,11 @@ TEST(SetEnabled, EncodesTheValuesForEitherWay) {
             {nine.substr(140) + record("FL", 2, 0, 1), "8a", "9400000000",
              {equalizer("1"), volume(20)}},
             {nine + record("FL", 2, 0, 1), "80", "8000000000", flat},
-            // Not a number: no correction. Beyond what fits: as much as fits.
+            // Not a number: no correction. Beyond what fits: the low bits.
             {record("FL", kNan, kNan, kNan), "80", "8000000000", {equalizer("nan"), volume(0)}},
-            {record("FL", kInfinity, kInfinity, -kInfinity), "00", "ffff7f0000",
-             {equalizer("-inf"), volume(127)}},
-            {record("FL", -3e38f, -3e38f, 3e38f), "ff", "0000800000",
-             {equalizer("3e+38"), volume(-128)}},
+            {record("FL", 100, 1000, -20), "b8", "6880bb0000", {equalizer("-20"), volume(-24)}},
+            {record("FL", kInfinity, -kInfinity, 3e38f), "ff", "ff00000000",
+             {equalizer("3e+38"), volume(-1)}},
     };
     // clang-format on
     for (const auto& c : cases) {

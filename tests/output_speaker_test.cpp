@@ -13,7 +13,6 @@ using namespace com::zavo::dtv::hardware::audio::platform;
 using namespace std::chrono_literals;
 using com::zavo::dtv::hardware::audio::V3_1::implementation::OutputSpeaker;
 using std::to_string;
-using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -36,12 +35,6 @@ const std::string kError = "E AudioOutSp: ";
 const std::string kRead = kDebug + "get tv position:";
 const std::string kEnd = kDebug + "[OutputSpeaker] end";
 const std::string kNoHal = kError + "load audio interface failed";
-
-/** A list of lines that begins with others. */
-Lines operator+(Lines first, const Lines& rest) {
-    first.insert(first.end(), rest.begin(), rest.end());
-    return first;
-}
 
 const Lines kStartLog{kDebug + "[OutputSpeaker] start", kDebug + "OutputSpeaker mtal open success"};
 const Lines kStartJournal{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 0"};
@@ -174,6 +167,7 @@ TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
     const std::string type = kDebug + "[getSurroundType] end ret:";
     const std::string failed = kError + "getSurroundType, MTKTVAPI ";
     const Lines wallMount{value + "1, result = 0", position + "1"};
+    const Lines noPosition{kError + get + " failed:ret = 9"}, noType{failed + "failed:ret = 9\\n"};
     const Lines noSpeaker{failed + "CFG_AUD_SPEAKER failed:ret = 5\\n", type + "2"};
     const struct {
         int kept[3];  // position, surround type, speaker
@@ -191,12 +185,7 @@ TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
             {{1, 2, 1}, "", 1, 0, wallMount, {type + "0"}},
             // What the store holds must not be taken for what it refuses to tell.
             {{1, 2, 1}, get + "(speaker) 5", 1, 2, wallMount, noSpeaker},
-            {{1, 2, 0},
-             get + " 9",
-             0,
-             0,
-             {kError + get + " failed:ret = 9"},
-             {failed + "failed:ret = 9\\n"}},
+            {{1, 2, 0}, get + " 9", 0, 0, noPosition, noType},
     };
     Tv tv;
     tv.service = new OutputSpeaker;

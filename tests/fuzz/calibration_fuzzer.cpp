@@ -10,13 +10,11 @@
 #include <fstream>
 
 #include "V3_1/AcousticCalibration.h"
-#include "V3_1/calibration_output.h"
 #include "platform/PrimaryHalAccessor.h"
 #include "tests/support/temp_set.h"
 
 using namespace com::zavo::dtv::hardware::audio;
 using V3_1::implementation::AcousticCalibration;
-using V3_1::implementation::u4BE_model;
 
 namespace {
 
@@ -53,7 +51,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     platform::openDeviceCallback(platform::Result::OK, new Device);
 
     FuzzedDataProvider input(data, size);
-    const bool isBackEnd = input.ConsumeBool();
+    constexpr std::streamoff kModel = 0x1001A;
+    std::fstream(set.path("eeprom.bin")).seekp(kModel).put(input.ConsumeBool());
     const std::string folder = "fs/data/vendor/zavo/hidlaudio/";
     write(set, (folder + "aud_ac_enabled.data").c_str(), input.ConsumeRandomLengthString(2));
     write(set, "fs/data/vendor/tmp/recipe/aqda.bin",
@@ -61,12 +60,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     write(set, (folder + "aud_ac.data").c_str(), input.ConsumeRemainingBytesAsString());
 
     const android::sp<AcousticCalibration> service = new AcousticCalibration;
-    u4BE_model = isBackEnd;
     service->getCalibrationParameters([](const V3_0::calibrationParameters& parameters) {
         for (const auto& curve : parameters.channelCurves) {
             if (curve.bands.size() != 31) abort();
         }
     });
+    service->setEnabled(true);
     service->getCalibratedData([&](const auto& list) {
         if (list.size() > 9) abort();
         // What has been read can be stored and read again, unless it is out of range.
@@ -75,7 +74,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             if (again.size() != list.size()) abort();
         });
     });
-    service->setEnabled(true);
     service->getEnabled();
     truncate(set.path("journal").c_str(), 0);
     return 0;

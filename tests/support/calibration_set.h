@@ -4,7 +4,6 @@
 
 #include <limits>
 #include <string>
-#include <vector>
 
 #include "V3_1/AcousticCalibration.h"
 #include "host/tvset/operation.h"
@@ -21,9 +20,8 @@ using android::hardware::hidl_vec;
 using android::hardware::Return;
 using android::hardware::audio::V5_0::ParameterValue;
 using platform::Result;
-using V3_1::implementation::AcousticCalibration;
-using Lines = std::vector<std::string>;
 using std::to_string;
+using V3_1::implementation::AcousticCalibration;
 
 constexpr char kTable[] = "fs/data/vendor/zavo/hidlaudio/aud_ac.data";
 constexpr char kFlag[] = "fs/data/vendor/zavo/hidlaudio/aud_ac_enabled.data";
@@ -31,11 +29,6 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 inline const std::string kOn(1, '\1'), kOff(1, '\0');
 inline const std::string kDelays("\1\0\0\0", 4), kEnd(4, '\0');
-
-inline Lines operator+(Lines all, const Lines& more) {
-    all.insert(all.end(), more.begin(), more.end());
-    return all;
-}
 
 inline std::string D(const std::string& text) {
     return "D AudioAC: " + text;

@@ -9,6 +9,13 @@
 
 #include "host/tvset/log_sink.h"
 
+using Lines = std::vector<std::string>;
+
+inline Lines operator+(Lines all, const Lines& more) {
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
 /** Collects what the process logs while the object lives, as the log sink would show it. */
 class LogCapture {
   public:
@@ -21,7 +28,7 @@ class LogCapture {
     LogCapture& operator=(const LogCapture&) = delete;
 
     /** The lines since the last call, oldest first. */
-    std::vector<std::string> take() {
+    Lines take() {
         const std::lock_guard lock(sMutex);
         return std::exchange(sLines, {});
     }
@@ -34,5 +41,5 @@ class LogCapture {
 
     // The log takes a plain function, so what it collects belongs to the class.
     static inline std::mutex sMutex;
-    static inline std::vector<std::string> sLines;
+    static inline Lines sLines;
 };
