@@ -1,10 +1,16 @@
 /* The virtual TV set: what it is made of, how it answers, and how it can be told to fail. */
 
 #include <android-base/strings.h>
+#include <android-base/unique_fd.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <log/log.h>
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,13 +22,16 @@
 #include "host/tvset/faults.h"
 #include "host/tvset/operation.h"
 #include "host/tvset/set.h"
+#include "host/tvset/virtual_time.h"
+#include "platform/bectrl.h"
 #include "platform/middleware.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_set.h"
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
+using android::base::unique_fd;
 using testing::ExitedWithCode;
-using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -92,17 +101,6 @@ TEST(Journal, KeepsLinesWholeWhileManyWriteAndOneTruncates) {
     for (const auto& found : journal) ASSERT_EQ(line, found);
 }
 
-TEST(Connection, IsJournalledAndFailsAsTold) {
-    const TempSet set;
-    set.write("faults", "MTAL_InitExCb 3 x1\nDRV_Init -2\n");
-    const std::vector<int32_t> results{IMtkPb_Ctrl_Init(), MTAL_InitExCb(0), MTAL_InitExCb(0),
-                                       DRV_Init(), MTAL_Init()};
-    EXPECT_EQ((std::vector<int32_t>{0, 3, 0, -2, 0}), results);
-    EXPECT_EQ((Lines{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 3", "MTAL_InitExCb(0) = 0",
-                     "DRV_Init() = -2", "MTAL_Init() = 0"}),
-              set.takeJournal());
-}
-
 TEST(ConfigStore, ReadsDecimalFilesAndLeavesTheValueAloneOtherwise) {
     const TempSet set;
     set.write("faults", "a_mtktvapi_config_get_value(broken) 7\n");
@@ -164,26 +162,6 @@ TEST(Seam, LeadsThePathsOfTheSetIntoTheSetAndNoOthers) {
     EXPECT_EQ(Lines{}, set.takeJournal());
 }
 
-TEST(Seam, FailsTheCallsOfAFileAsTold) {
-    const TempSet set;
-    const int fd = open(kModeFile, O_RDWR | O_CREAT, 0777);
-    const int untouched = open("/dev/zero", O_RDWR);
-    set.write("faults",
-              "open(mode.data) EACCES\nfopen(aqda) ENOENT\naccess(is_ready) EIO\n"
-              "write(mode.data) short x1\nwrite(mode.data) ENOSPC\nread(mode.data) 0\n");
-    char bytes[4] = {};
-    EXPECT_EQ(2, write(fd, bytes, 4));
-    EXPECT_TRUE(write(fd, bytes, 4) == -1 && errno == ENOSPC);
-    lseek(fd, 0, SEEK_SET);
-    EXPECT_EQ(0, read(fd, bytes, 4));
-    EXPECT_EQ(4, read(untouched, bytes, 4));
-    EXPECT_TRUE(open(kModeFile, O_RDONLY) == -1 && errno == EACCES);
-    EXPECT_TRUE(fopen("/data/vendor/tmp/recipe/aqda.bin", "rb") == nullptr && errno == ENOENT);
-    EXPECT_TRUE(access(kMarker, F_OK) == -1 && errno == EIO);
-    close(fd);
-    close(untouched);
-}
-
 TEST(SpeedDeathTest, IsAWholeNumberFromOneAndShortensEverySleep) {
     EXPECT_EQ(1, tvset::parseSpeed(nullptr));
     testing::internal::CaptureStderr();
@@ -236,6 +214,107 @@ TEST(VirtualClock, ServesThreadsThatSleepAtTheSameTime) {
     EXPECT_LE(clock.now(), 2s);
 }
 
+/** Waits for a timer of 20 seconds that was set to less at first; keeps when it fired. */
+struct Worker {
+    Worker() { EXPECT_EQ(0, pthread_create(&thread, nullptr, work, this)); }
+    static void* work(void* argument) {
+        Worker& self = *static_cast<Worker*>(argument);
+        const unique_fd epoll(epoll_create(1)), timer(timerfd_create(CLOCK_MONOTONIC, 0));
+        epoll_event event{EPOLLIN, {.u64 = 7}};
+        epoll_ctl(epoll, EPOLL_CTL_ADD, timer, &event);
+        for (const time_t limit : {5, 20}) {
+            const itimerspec setting{{}, {limit, 0}};
+            timerfd_settime(timer, 0, &setting, nullptr);
+        }
+        usleep(1'000'000);
+        EXPECT_EQ(0, epoll_wait(epoll, &event, 1, 6000));
+        self.timeout = tvset::virtualTime().now();
+        EXPECT_EQ(1, epoll_wait(epoll, &event, 1, -1));
+        self.fired = tvset::virtualTime().now();
+        return nullptr;
+    }
+    pthread_t thread;
+    std::chrono::nanoseconds timeout{}, fired{};
+};
+
+TEST(VirtualClock, PassesOnlyWhileAllItsThreadsWait) {
+    tvset::VirtualClock clock;
+    Worker workers[2];
+    for (const auto& [duration, fired] : {std::pair(7000ms, 0s), {12'999ms, 0s}, {1ms, 20s}}) {
+        std::this_thread::sleep_for(duration);
+        for (const Worker& worker : workers) {
+            EXPECT_EQ(7s, worker.timeout);
+            EXPECT_EQ(fired, worker.fired);
+        }
+    }
+    for (const Worker& worker : workers) pthread_join(worker.thread, nullptr);
+    clock.at(500ms, [] { usleep(2'000'000); });  // for longer than what it interrupts
+    std::this_thread::sleep_for(1s);
+    EXPECT_EQ(22500ms, clock.now());
+}
+
+TEST(VirtualClock, LeavesToTheRealOneWhatWaitsAtItsEnd) {
+    auto clock = std::make_unique<tvset::VirtualClock>();
+    Worker worker;
+    std::this_thread::sleep_for(19'990ms);
+    clock.reset();
+    pthread_join(worker.thread, nullptr);
+    EXPECT_EQ(19'990ms, worker.fired);
+}
+
+int askDriver(uint32_t request, void* argument) {
+    return ioctl(unique_fd(open(BECTRL_DEVICE, O_RDWR)), request, argument);
+}
+
+TEST(Driver, CopiesTheBytesAndReactsAsTold) {
+    const TempSet set;
+    tvset::VirtualClock clock;
+    const auto at = [&](std::chrono::nanoseconds time) {
+        std::this_thread::sleep_for(time - clock.now());
+        return set.read("fs"s + BECTRL_DEVICE_COMPLETE);
+    };
+    const std::string reaction = "bectrl/reaction", copy = "bectrl/device_parameters.bin";
+    set.write(reaction, "1 0 0\n0 0x100 1\n-1 0xF3 5\n\n0 1 0\n1 2 5\n");
+    char bytes[] = "content";
+    bectrl_transfer transfer{7, 0, reinterpret_cast<uintptr_t>(bytes)};
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(0, askDriver(BECTRL_TRANSFER_DEVICE, &transfer));
+    EXPECT_EQ("tvset: " + set.path(reaction) +
+                      ":2: not 'STATE RESULT DELAY_MS', skipped: 0 0x100 1\n",
+              testing::internal::GetCapturedStderr());
+    EXPECT_EQ((Lines{"content", "\1\0"s, "\1\0"s, "\0\1"s, "\0\1"s, "\1\2"s}),
+              (Lines{set.read(copy), at(0s), at(4999us), at(5ms), at(9999us), at(10ms)}));
+
+    set.write(reaction, "1 0 0\n0 1 5\n");
+    EXPECT_EQ(0, askDriver(BECTRL_TRANSFER_DEVICE, &transfer));
+    EXPECT_EQ(0, askDriver(BECTRL_CANCEL_HRTF, nullptr));
+    EXPECT_EQ("\1\0"s, at(14ms));
+    EXPECT_EQ(0, askDriver(BECTRL_CANCEL_DEVICE, nullptr));
+    EXPECT_EQ((Lines{"\0\3"s, "\0\3"s}), (Lines{at(14ms), at(20ms)}));
+
+    void* nowhere = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    transfer.address = reinterpret_cast<uintptr_t>(nowhere);
+    EXPECT_TRUE(askDriver(BECTRL_TRANSFER_DEVICE, &transfer) == -1 && errno == EFAULT);
+    EXPECT_EQ((Lines{"content", "\0\3"s}), (Lines{set.read(copy), at(25ms)}));
+    EXPECT_TRUE(askDriver(0xC0106304, nullptr) == -1 && errno == ENOTTY);
+}
+
+TEST(CompletionFile, IsReadyOnceForEveryWriteByAnyone) {
+    const TempSet set;
+    const unique_fd epoll(epoll_create(1));
+    FILE* file = fopen(BECTRL_HRTF_COMPLETE, "rb");
+    epoll_event event{EPOLLIN, {.u64 = 7}};
+    EXPECT_EQ(0, epoll_ctl(epoll, EPOLL_CTL_ADD, fileno(file), &event));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(0, epoll_wait(epoll, &event, 1, 0));
+        std::ofstream(set.path("fs"s + BECTRL_HRTF_COMPLETE)) << "\1\1";
+        event.data.u64 = 0;
+        EXPECT_EQ(1, epoll_wait(epoll, &event, 1, 0));
+        EXPECT_EQ(7u, event.data.u64);
+    }
+    fclose(file);
+}
+
 TEST(Log, ShowsEveryEntryAsOneLineToTheSinkAndToTests) {
     const auto logAll = [] {
         __android_log_print(ANDROID_LOG_VERBOSE, "Tag", "verbose");
@@ -261,21 +340,13 @@ TEST(Set, IsWhereTheEnvironmentSays) {
     EXPECT_EQ("/run/user/1/tvset", tvset::rootPath());
     unsetenv("XDG_RUNTIME_DIR");
     EXPECT_EQ("/tmp/tvset-" + std::to_string(getuid()), tvset::rootPath());
-    setenv("TVSET_ROOT", "/nowhere", 1);
-    EXPECT_EXIT(tvset::requireSet("audioctl"), ExitedWithCode(2),
-                "audioctl: no TV set at /nowhere; make one with 'tvset create'");
 }
 
-TEST(Set, HasTheBytesThatWereAskedForAndIsNeverMadeTwice) {
-    const TempSet set({/* hasBackEnd */ true, /* segment */ 0x54, /* centerMode */ 0xFF,
-                       /* isReady */ false});
-    const std::string eeprom = set.read("eeprom.bin");
-    EXPECT_EQ("\1\x54\xFF",
-              (std::string{eeprom.at(0x1001A), eeprom.at(0x10089), eeprom.at(0x10116)}));
-    EXPECT_FALSE(set.has(std::string("fs") + kMarker));
-    EXPECT_EQ(0700u, set.mode("run"));
+TEST(Set, IsNeverMadeTwice) {
+    const TempSet set;
+    set.write("eeprom.bin", "kept");
     EXPECT_THROW(tvset::createSet(set.path(""), {}), std::runtime_error);
-    EXPECT_EQ(eeprom, set.read("eeprom.bin"));
+    EXPECT_EQ("kept", set.read("eeprom.bin"));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <android-base/stringprintf.h>
 
-#include <algorithm>
 #include <string>
 
 #include "host/tvset/operation.h"

@@ -1,57 +1,94 @@
 #include "host/tvset/clock.h"
 
 #include <android-base/parseint.h>
+#include <android-base/unique_fd.h>
+#include <fcntl.h>
+#include <poll.h>
 
 #include <algorithm>
-#include <condition_variable>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
-#include <mutex>
+#include <memory>
+#include <thread>
+#include <utility>
 
 #include "host/tvset/real.h"
+#include "host/tvset/virtual_time.h"
 
+using android::base::unique_fd;
+using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
 namespace tvset {
 namespace {
 
-/** Apart from the object, since a thread may go to sleep just when the object ends. */
-struct VirtualTime {
-    std::mutex mutex;
-    std::condition_variable actionEnded;
-    bool active = false;
-    int running = 0;
-    nanoseconds now{};
-    std::multimap<nanoseconds, std::function<void()>> due;
+nanoseconds durationOf(const timespec& time) {
+    return seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
+}
 
-    bool sleep(nanoseconds duration) {
-        std::unique_lock lock(mutex);
-        if (!active) return false;
-        const nanoseconds end = now + duration;
-        while (active && !due.empty() && due.begin()->first <= end) runNext(lock);
-        now = std::max(now, end);
-        return true;
-    }
+timespec timespecOf(nanoseconds duration) {
+    return {duration / seconds(1), (duration % seconds(1)).count()};
+}
 
-  private:
-    /** Lets go of the lock meanwhile: an action may take locks of its own, and set others up. */
-    void runNext(std::unique_lock<std::mutex>& lock) {
-        const auto next = due.extract(due.begin());
-        now = std::max(now, next.key());
-        ++running;
-        lock.unlock();
-        next.mapped()();
-        lock.lock();
-        --running;
-        actionEnded.notify_all();
-    }
+int sleepForReal(nanoseconds duration, timespec* remaining) {
+    const timespec request = timespecOf(shortened(duration));
+    return __real_nanosleep(&request, remaining);
+}
+
+/** Zero disarms a timer, so a short time must not become zero. */
+timespec shortenedForTimer(const timespec& time) {
+    const nanoseconds duration = durationOf(time);
+    if (duration == nanoseconds::zero()) return time;
+    return timespecOf(std::max(shortened(duration), nanoseconds(1)));
+}
+
+/** Has a timer fire, and waits until it has, which the kernel does not promise to do at once. */
+void fire(int timer) {
+    constexpr int kLimitMs = 1000;  // someone may set or read it just now
+    const itimerspec atOnce{{}, {0, 1}};
+    __real_timerfd_settime(timer, 0, &atOnce, nullptr);
+    pollfd fired{timer, POLLIN, 0};
+    poll(&fired, 1, kLimitMs);
+}
+
+/**
+ * The timer itself is set far off, with its interval as a mark: by it the action knows whether the
+ * timer has been set anew meanwhile. It has a descriptor of its own, since the caller's may be
+ * closed by then and stand for something else.
+ */
+int setVirtualTimer(int timer, nanoseconds delay, itimerspec* old) {
+    constexpr time_t kFarOff = 1'000'000'000;
+    static std::atomic<uint32_t> sMarks{0};
+    const timespec mark{0, 1 + ++sMarks % 999'999'999};
+    const itimerspec farOff{mark, {kFarOff, 0}};
+    if (__real_timerfd_settime(timer, 0, &farOff, old) != 0) return -1;
+    after(delay, [=, own = std::make_shared<unique_fd>(fcntl(timer, F_DUPFD_CLOEXEC, 0))] {
+        itimerspec current{};
+        timerfd_gettime(*own, &current);
+        if (current.it_interval.tv_nsec == mark.tv_nsec) fire(*own);
+    });
+    return 0;
+}
+
+/** A thread of a virtual clock, before it starts. */
+struct Start {
+    void* (*function)(void*);
+    void* argument;
+    uint64_t clock;
 };
 
-VirtualTime& virtualTime() {
-    static auto& time = *new VirtualTime;  // outlives threads that are still running at exit
-    return time;
+struct Participation {
+    explicit Participation(uint64_t number) : clock(number) { virtualTime().enter(clock); }
+    ~Participation() { virtualTime().leave(clock); }
+    const uint64_t clock;
+};
+
+void* runParticipant(void* argument) {
+    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
+    const Participation participation(start->clock);
+    return start->function(start->argument);
 }
 
 }  // namespace
@@ -71,36 +108,49 @@ nanoseconds shortened(nanoseconds duration) {
 }
 
 int sleepFor(nanoseconds duration, timespec* remaining) {
-    if (virtualTime().sleep(duration)) return 0;
-    const nanoseconds real = shortened(duration);
-    const timespec request{real / seconds(1), (real % seconds(1)).count()};
-    return __real_nanosleep(&request, remaining);
+    return virtualTime().wait(&duration) ? 0 : sleepForReal(duration, remaining);
 }
 
-VirtualClock::VirtualClock() {
-    VirtualTime& time = virtualTime();
-    const std::lock_guard lock(time.mutex);
-    time.active = true;
-    time.now = nanoseconds::zero();
+void after(nanoseconds delay, std::function<void()> action) {
+    if (virtualTime().schedule(delay, {action, /* isOfTheSet */ true})) return;
+    std::thread([delay, action = std::move(action)] {
+        sleepForReal(delay, nullptr);
+        action();
+    }).detach();
 }
 
-VirtualClock::~VirtualClock() {
-    VirtualTime& time = virtualTime();
-    std::unique_lock lock(time.mutex);
-    time.active = false;
-    time.actionEnded.wait(lock, [&] { return time.running == 0; });
-    time.due.clear();
+int waitForEvents(int epoll, epoll_event* events, int maxEvents, int timeoutMs) {
+    nanoseconds left = timeoutMs < 0 ? kForever : milliseconds(timeoutMs);
+    if (virtualTime().wait(&left, epoll)) return __real_epoll_wait(epoll, events, maxEvents, 0);
+    const auto timeout = std::chrono::ceil<milliseconds>(shortened(left)).count();
+    return __real_epoll_wait(epoll, events, maxEvents,
+                             left == kForever ? -1 : static_cast<int>(timeout));
 }
 
-nanoseconds VirtualClock::now() const {
-    const std::lock_guard lock(virtualTime().mutex);
-    return virtualTime().now;
+int setTimer(int timer, int flags, const itimerspec* value, itimerspec* old) {
+    const nanoseconds delay = durationOf(value->it_value);
+    const bool isOnce = durationOf(value->it_interval) == nanoseconds::zero();
+    if (flags != 0) return __real_timerfd_settime(timer, flags, value, old);
+    if (isOnce && delay > nanoseconds::zero() && virtualTime().isActive()) {
+        return setVirtualTimer(timer, delay, old);
+    }
+    const itimerspec real{shortenedForTimer(value->it_interval),
+                          shortenedForTimer(value->it_value)};
+    return __real_timerfd_settime(timer, flags, &real, old);
 }
 
-void VirtualClock::at(nanoseconds delay, std::function<void()> action) {
-    VirtualTime& time = virtualTime();
-    const std::lock_guard lock(time.mutex);
-    time.due.emplace(time.now + delay, std::move(action));
+int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
+                 void* argument) {
+    const uint64_t clock = virtualTime().addParticipant();
+    if (clock == 0) return __real_pthread_create(thread, attributes, function, argument);
+    auto start = std::make_unique<Start>(Start{function, argument, clock});
+    const int error = __real_pthread_create(thread, attributes, runParticipant, start.get());
+    if (error == 0) {
+        start.release();
+    } else {
+        virtualTime().leave(clock);
+    }
+    return error;
 }
 
 }  // namespace tvset

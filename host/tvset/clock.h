@@ -1,5 +1,8 @@
 #pragma once
 
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
 #include <time.h>
 
 #include <chrono>
@@ -21,15 +24,43 @@ std::chrono::nanoseconds shortened(std::chrono::nanoseconds duration);
 int sleepFor(std::chrono::nanoseconds duration, timespec* remaining);
 
 /**
- * While an object of this class lives, no sleep of the process waits: it moves the clock on and
- * runs what falls due on the way, on the thread that sleeps, in the order of time. Threads share
- * the one clock, so what one sleeps has passed for the others too. At most one object at a time;
- * its functions may be called on any thread, also out of an action.
+ * Has the action run once, after the delay in the time of the set, on whichever thread. The action
+ * must not depend on anything that ends before the process does.
+ */
+void after(std::chrono::nanoseconds delay, std::function<void()> action);
+
+/** What epoll_wait does, in the time of the set. Called on any thread. */
+int waitForEvents(int epoll, epoll_event* events, int maxEvents, int timeoutMs);
+
+/**
+ * What timerfd_settime does, in the time of the set. A virtual clock moves timers that fire once;
+ * those of an absolute time or with an interval wait for the real one.
+ */
+int setTimer(int timer, int flags, const itimerspec* value, itimerspec* old);
+
+/** What pthread_create does; the thread takes part in the virtual clock that there is, if any. */
+int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
+                 void* argument);
+
+/**
+ * While an object of this class lives, time passes by waiting alone. The thread that made it and
+ * those that createThread() starts meanwhile take part in it: as soon as all of them wait, in a
+ * sleep or for events, one that has an event goes on; without one the earliest of what is due
+ * happens at once, be it an action or the end of a wait, and then the next only when all wait
+ * again. At the same time, actions come first and the thread that made the clock comes last. If
+ * nothing is due, events are waited for in real time.
+ *
+ * A sleep of any other thread moves the clock on at once and runs what falls due on the way. At
+ * most one object at a time; its functions may be called on any thread, also out of an action,
+ * which may also sleep.
  */
 class VirtualClock {
   public:
     VirtualClock();
-    /** Drops what is not due yet; waits for an action that is running on another thread. */
+    /**
+     * Drops the actions that are not due yet; waits for one that is running on another thread.
+     * The set's own, and threads that wait, go on in real time.
+     */
     ~VirtualClock();
     VirtualClock(const VirtualClock&) = delete;
     VirtualClock& operator=(const VirtualClock&) = delete;

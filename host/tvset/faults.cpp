@@ -6,12 +6,12 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <mutex>
 #include <sstream>
 #include <tuple>
 #include <vector>
 
+#include "host/tvset/lines.h"
 #include "host/tvset/set.h"
 
 using android::base::ErrnoRestorer;
@@ -75,22 +75,6 @@ std::optional<Line> parseLine(std::string text) {
     return line;
 }
 
-std::vector<Line> readLines(const std::string& path) {
-    std::vector<Line> lines;
-    std::ifstream file(path);
-    std::string text;
-    for (int number = 1; std::getline(file, text); ++number) {
-        if (text.find_first_not_of(" \t\r") == text.npos) continue;
-        if (auto line = parseLine(text)) {
-            lines.push_back(std::move(*line));
-        } else {
-            fprintf(stderr, "tvset: %s:%d: not 'OPERATION[(PART)] RESULT [xN]', skipped: %s\n",
-                    path.c_str(), number, text.c_str());
-        }
-    }
-    return lines;
-}
-
 /** The file as it was last read; every use looks first whether it has changed. */
 class FaultFile {
   public:
@@ -117,7 +101,7 @@ class FaultFile {
                               status.st_mtim.tv_nsec};
         if (version == mVersion) return;
         mVersion = version;
-        mLines = readLines(path);
+        mLines = readLines(path, "OPERATION[(PART)] RESULT [xN]", parseLine);
     }
 
     Version mVersion{};

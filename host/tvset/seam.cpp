@@ -1,7 +1,7 @@
 /*
  * Where the services' system calls enter the set: the linker leads each call of X to __wrap_X
  * (CMakeLists.txt has the list). Paths of the set are redirected, faults injected, waits made in
- * the set's time; all else is the C library's.
+ * the set's time, its driver's files and requests dealt with; all else is the C library's.
  */
 
 #include <android-base/stringprintf.h>
@@ -13,9 +13,12 @@
 #include <string>
 
 #include "host/tvset/clock.h"
+#include "host/tvset/completion_files.h"
+#include "host/tvset/driver.h"
 #include "host/tvset/faults.h"
 #include "host/tvset/real.h"
 #include "host/tvset/set.h"
+#include "platform/bectrl.h"
 
 using android::base::StringPrintf;
 using tvset::Fault;
@@ -26,6 +29,7 @@ namespace {
 
 /** Where a path of the set's file system lies; any other path lies where it says. */
 std::string hostPath(const std::string& path) {
+    if (path == BECTRL_DEVICE) return tvset::pathOfDriver();
     for (const char* prefix : {"/data/vendor/", "/proc/driver/zavo_bectrl/"}) {
         if (path.rfind(prefix, 0) == 0) return tvset::pathInSet("fs" + path);
     }
@@ -40,7 +44,7 @@ std::string pathOfDescriptor(int fd) {
 }
 
 /** Every log line and every message is a read or a write: ask for the path only if it matters. */
-std::optional<Fault> takeTransferFault(const char* operation, int fd) {
+std::optional<Fault> takeDescriptorFault(const char* operation, int fd) {
     return mayFail(operation) ? takeFault(operation, pathOfDescriptor(fd)) : std::nullopt;
 }
 
@@ -48,7 +52,7 @@ std::optional<Fault> takeTransferFault(const char* operation, int fd) {
 template <typename Transfer>
 size_t transferItems(const char* operation, size_t size, size_t count, FILE* file,
                      const Transfer& transfer) {
-    const auto fault = takeTransferFault(operation, fileno(file));
+    const auto fault = takeDescriptorFault(operation, fileno(file));
     if (!fault) return transfer(size, count);
     const size_t bytes = fault->isShort ? transfer(1, size * count / 2) : 0;
     fault->raise();
@@ -62,6 +66,31 @@ extern "C" {
 int __wrap_access(const char* path, int mode) {
     if (const auto fault = takeFault("access", path)) return fault->raise();
     return __real_access(hostPath(path).c_str(), mode);
+}
+
+int __wrap_epoll_create(int size) {
+    if (const auto fault = takeFault("epoll_create", "")) return fault->raise();
+    return __real_epoll_create(size);
+}
+
+int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event) {
+    if (const auto fault = takeDescriptorFault("epoll_ctl", fd)) return fault->raise();
+    if (operation == EPOLL_CTL_ADD && event != nullptr && tvset::isCompletionFile(fd)) {
+        return tvset::addCompletionFile(epoll, fd, *event);
+    }
+    return __real_epoll_ctl(epoll, operation, fd, event);
+}
+
+int __wrap_epoll_wait(int epoll, epoll_event* events, int maxEvents, int timeoutMs) {
+    if (const auto fault = takeFault("epoll_wait", "")) return fault->raise();
+    const int count = tvset::waitForEvents(epoll, events, maxEvents, timeoutMs);
+    tvset::settleEvents(epoll, events, count);
+    return count;
+}
+
+int __wrap_fclose(FILE* file) {
+    tvset::forgetCompletionFile(fileno(file));
+    return __real_fclose(file);
 }
 
 FILE* __wrap_fopen(const char* path, const char* mode) {
@@ -79,7 +108,7 @@ size_t __wrap_fread(void* buffer, size_t size, size_t count, FILE* file) {
 }
 
 int __wrap_fseek(FILE* file, long offset, int origin) {
-    if (const auto fault = takeTransferFault("fseek", fileno(file))) return fault->raise();
+    if (const auto fault = takeDescriptorFault("fseek", fileno(file))) return fault->raise();
     return __real_fseek(file, offset, origin);
 }
 
@@ -87,6 +116,15 @@ size_t __wrap_fwrite(const void* buffer, size_t size, size_t count, FILE* file) 
     return transferItems("fwrite", size, count, file, [=](size_t itemSize, size_t items) {
         return __real_fwrite(buffer, itemSize, items, file);
     });
+}
+
+int __wrap_ioctl(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (tvset::isDriver(fd)) return tvset::performRequest(request, argument);
+    return __real_ioctl(fd, request, argument);
 }
 
 int __wrap_open(const char* path, int flags, ...) {
@@ -101,14 +139,22 @@ int __wrap_open(const char* path, int flags, ...) {
     return __real_open(hostPath(path).c_str(), flags, mode);
 }
 
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*function)(void*), void* argument) {
+    if (const auto fault = takeFault("pthread_create", "")) {
+        return fault->error != 0 ? fault->error : fault->result;  // and errno is left alone
+    }
+    return tvset::createThread(thread, attributes, function, argument);
+}
+
 ssize_t __wrap_read(int fd, void* buffer, size_t size) {
-    const auto fault = takeTransferFault("read", fd);
+    const auto fault = takeDescriptorFault("read", fd);
     if (fault && !fault->isShort) return fault->raise();
     return __real_read(fd, buffer, fault ? size / 2 : size);
 }
 
 ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
-    const auto fault = takeTransferFault("write", fd);
+    const auto fault = takeDescriptorFault("write", fd);
     if (fault && !fault->isShort) return fault->raise();
     return __real_write(fd, buffer, fault ? size / 2 : size);
 }
@@ -116,6 +162,16 @@ ssize_t __wrap_write(int fd, const void* buffer, size_t size) {
 int __wrap_remove(const char* path) {
     if (const auto fault = takeFault("remove", path)) return fault->raise();
     return __real_remove(hostPath(path).c_str());
+}
+
+int __wrap_timerfd_create(int clock, int flags) {
+    if (const auto fault = takeFault("timerfd_create", "")) return fault->raise();
+    return __real_timerfd_create(clock, flags);
+}
+
+int __wrap_timerfd_settime(int timer, int flags, const itimerspec* value, itimerspec* old) {
+    if (const auto fault = takeFault("timerfd_settime", "")) return fault->raise();
+    return tvset::setTimer(timer, flags, value, old);
 }
 
 int __wrap_nanosleep(const timespec* duration, timespec* remaining) {

@@ -1,0 +1,88 @@
+#include "host/tvset/completion_files.h"
+
+#include <android-base/stringprintf.h>
+#include <android-base/unique_fd.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "host/tvset/real.h"
+#include "host/tvset/set.h"
+#include "platform/bectrl.h"
+
+using android::base::StringPrintf;
+using android::base::unique_fd;
+
+namespace tvset {
+namespace {
+
+/** Listens for writers in place of a completion file. */
+struct Listener {
+    unique_fd inotify;
+    int epoll;
+    uint64_t data;  // what events of it carry
+};
+
+struct Listeners {
+    std::mutex mutex;
+    std::multimap<int, Listener> byFile;
+};
+
+Listeners& listeners() {
+    static auto& all = *new Listeners;  // outlives threads that are still running at exit
+    return all;
+}
+
+/** Notices of the same kind become one as long as nobody takes them, and wake nobody then. */
+void takeNotices(int inotify) {
+    alignas(inotify_event) char notices[4096];
+    while (__real_read(inotify, notices, sizeof(notices)) > 0) continue;
+}
+
+}  // namespace
+
+bool isOpenOn(int fd, const std::string& path) {
+    struct stat opened, found;
+    return fstat(fd, &opened) == 0 && stat(path.c_str(), &found) == 0 &&
+           opened.st_dev == found.st_dev && opened.st_ino == found.st_ino;
+}
+
+bool isCompletionFile(int fd) {
+    return isOpenOn(fd, pathInSet(std::string("fs") + BECTRL_DEVICE_COMPLETE)) ||
+           isOpenOn(fd, pathInSet(std::string("fs") + BECTRL_HRTF_COMPLETE));
+}
+
+int addCompletionFile(int epoll, int file, const epoll_event& event) {
+    unique_fd inotify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    const std::string path = StringPrintf("/proc/self/fd/%d", file);
+    if (inotify == -1 || inotify_add_watch(inotify, path.c_str(), IN_CLOSE_WRITE) == -1) return -1;
+    Listeners& all = listeners();
+    const std::lock_guard lock(all.mutex);
+    epoll_event own = event;
+    if (__real_epoll_ctl(epoll, EPOLL_CTL_ADD, inotify, &own) != 0) return -1;
+    all.byFile.emplace(file, Listener{std::move(inotify), epoll, event.data.u64});
+    return 0;
+}
+
+void settleEvents(int epoll, const epoll_event* events, int count) {
+    Listeners& all = listeners();
+    const std::lock_guard lock(all.mutex);
+    for (const auto& [file, listener] : all.byFile) {
+        const uint64_t data = listener.data;
+        const bool isReported = std::any_of(events, events + std::max(count, 0),
+                                            [=](const auto& e) { return e.data.u64 == data; });
+        if (listener.epoll == epoll && isReported) takeNotices(listener.inotify);
+    }
+}
+
+void forgetCompletionFile(int file) {
+    Listeners& all = listeners();
+    const std::lock_guard lock(all.mutex);
+    all.byFile.erase(file);
+}
+
+}  // namespace tvset

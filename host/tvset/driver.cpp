@@ -1,0 +1,179 @@
+#include "host/tvset/driver.h"
+
+#include <android-base/file.h>
+#include <android-base/parseint.h>
+#include <android-base/stringprintf.h>
+#include <android-base/unique_fd.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <sstream>
+#include <utility>
+
+#include "host/tvset/clock.h"
+#include "host/tvset/completion_files.h"
+#include "host/tvset/lines.h"
+#include "host/tvset/operation.h"
+#include "host/tvset/real.h"
+#include "host/tvset/set.h"
+#include "platform/bectrl.h"
+
+using android::base::ParseInt;
+using android::base::StringPrintf;
+using android::base::unique_fd;
+using std::chrono::milliseconds;
+
+namespace tvset {
+namespace {
+
+/** What the driver will say of a transfer. */
+struct Step {
+    bectrl_completion completion;
+    milliseconds delay;
+};
+
+/** What is left of the reaction to a transfer. */
+struct Reaction {
+    std::string completionFile;
+    std::deque<Step> steps;
+};
+
+struct Kind {
+    uint32_t transferRequest;
+    uint32_t cancelRequest;
+    const char* completionFile;
+    const char* copy;
+    std::shared_ptr<Reaction> reaction;  // to the last request
+};
+
+/** The two kinds outlive threads that are still running at exit. */
+struct Driver {
+    std::mutex mutex;  // held while anything is written
+    Kind kinds[2] = {
+            {BECTRL_TRANSFER_HRTF, BECTRL_CANCEL_HRTF, BECTRL_HRTF_COMPLETE,
+             "bectrl/hrtf_parameters.bin", nullptr},
+            {BECTRL_TRANSFER_DEVICE, BECTRL_CANCEL_DEVICE, BECTRL_DEVICE_COMPLETE,
+             "bectrl/device_parameters.bin", nullptr},
+    };
+};
+
+Driver& driver() {
+    static auto& theDriver = *new Driver;
+    return theDriver;
+}
+
+std::optional<Step> parseStep(const std::string& line) {
+    std::string state, result, delay, excess;
+    std::istringstream(line) >> state >> result >> delay >> excess;
+    int16_t stateByte, resultByte;
+    int32_t delayMs;
+    if (!ParseInt<int16_t>(state, &stateByte, INT8_MIN, UINT8_MAX) ||
+        !ParseInt<int16_t>(result, &resultByte, INT8_MIN, UINT8_MAX) ||
+        !ParseInt(delay, &delayMs, 0) || !excess.empty()) {
+        return std::nullopt;
+    }
+    return Step{{static_cast<int8_t>(stateByte), static_cast<uint8_t>(resultByte)},
+                milliseconds(delayMs)};
+}
+
+/** In place and in one go: whoever reads finds the old or the new content, in the same file. */
+void writeCompletion(const std::string& path, const bectrl_completion& completion) {
+    const unique_fd file(__real_open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (file == -1 || __real_write(file, &completion, sizeof(completion)) == -1) {
+        fprintf(stderr, "tvset: cannot write %s: %s\n", path.c_str(), strerror(errno));
+    }
+}
+
+/** Goes on with a reaction, unless another request has dropped it. */
+void react(Kind& kind, const std::shared_ptr<Reaction>& reaction) {
+    const std::lock_guard lock(driver().mutex);
+    if (kind.reaction != reaction) return;
+    for (auto& steps = reaction->steps; !steps.empty(); steps.pop_front()) {
+        // What has been waited for has no delay any more.
+        const auto delay = std::exchange(steps.front().delay, milliseconds(0));
+        if (delay > milliseconds(0)) {
+            after(delay, [&kind, reaction] { react(kind, reaction); });
+            return;
+        }
+        writeCompletion(reaction->completionFile, steps.front().completion);
+    }
+}
+
+void startReaction(Kind& kind, std::deque<Step> steps) {
+    const auto reaction = std::make_shared<Reaction>(
+            Reaction{pathInSet(std::string("fs") + kind.completionFile), std::move(steps)});
+    {
+        const std::lock_guard lock(driver().mutex);
+        kind.reaction = reaction;
+    }
+    react(kind, reaction);
+}
+
+/** @return false with errno. Whoever reads the copy finds the old or the new one, whole. */
+bool copyParameters(const Kind& kind, const bectrl_transfer& transfer) {
+    const std::string path = pathInSet(kind.copy);
+    const std::string fresh = path + ".new";
+    const auto* source = reinterpret_cast<const void*>(static_cast<uintptr_t>(transfer.address));
+    const unique_fd file(
+            __real_open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (file != -1 && android::base::WriteFully(file, source, transfer.size)) {
+        return rename(fresh.c_str(), path.c_str()) == 0;
+    }
+    const int error = errno;
+    __real_remove(fresh.c_str());
+    errno = error;
+    return false;
+}
+
+int transfer(Kind& kind, const bectrl_transfer* transfer) {
+    if (transfer == nullptr) {
+        errno = EFAULT;
+        return -1;
+    }
+    if (!copyParameters(kind, *transfer)) return -1;
+    const auto steps = readLines(pathOfDriver(), "STATE RESULT DELAY_MS", parseStep);
+    startReaction(kind, {steps.begin(), steps.end()});
+    return 0;
+}
+
+int cancel(Kind& kind) {
+    startReaction(kind, {{{BECTRL_STATE_NONE, BECTRL_RESULT_CANCELLED}, milliseconds(0)}});
+    return 0;
+}
+
+int perform(uint32_t request, const std::string& argument, const std::function<int32_t()>& work) {
+    return tvset::perform("ioctl", StringPrintf("zavo_bectrl, 0x%X, %s", request, argument.c_str()),
+                          work);
+}
+
+}  // namespace
+
+std::string pathOfDriver() {
+    return pathInSet("bectrl/reaction");
+}
+
+bool isDriver(int fd) {
+    return isOpenOn(fd, pathOfDriver());
+}
+
+int performRequest(unsigned long number, const void* argument) {
+    const auto request = static_cast<uint32_t>(number);
+    for (Kind& kind : driver().kinds) {
+        if (request == kind.cancelRequest)
+            return perform(request, "0", [&] { return cancel(kind); });
+        if (request != kind.transferRequest) continue;
+        const auto* order = static_cast<const bectrl_transfer*>(argument);
+        return perform(request, order == nullptr ? "0" : StringPrintf("{size=%u}", order->size),
+                       [&] { return transfer(kind, order); });
+    }
+    errno = ENOTTY;
+    return -1;
+}
+
+}  // namespace tvset

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+/*
+ * The driver of the back-end controller, see platform/bectrl.h. It copies what it is to transfer
+ * into `bectrl/`, and then does what `bectrl/reaction` says, lines of
+ *
+ *     STATE RESULT DELAY_MS
+ *
+ * decimal or hexadecimal: each is written to the completion file of the kind, after its delay,
+ * which counts from the line before, the first from the request. A delay of 0 has passed before
+ * the request returns. A cancel drops what is left of that, as does the next transfer of the kind.
+ * The file is read at every transfer; a line that does not read so is named on standard error.
+ */
+namespace tvset {
+
+/** The file that stands in for the device when it is opened. */
+std::string pathOfDriver();
+
+/** Whether a descriptor is one of the device. Called on any thread. */
+bool isDriver(int fd);
+
+/**
+ * Performs a request of the device. Called on any thread.
+ *
+ * @return 0, or -1 with errno: ENOTTY for an unknown request, EFAULT for bad memory, or why the
+ *         copy cannot be written.
+ */
+int performRequest(unsigned long request, const void* argument);
+
+}  // namespace tvset

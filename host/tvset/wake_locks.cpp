@@ -1,0 +1,17 @@
+/* The wake locks of the set, which never sleeps: the journal tells who has held one and when. */
+
+#include <android-base/stringprintf.h>
+
+#include "host/tvset/operation.h"
+#include "platform/power.h"
+
+using android::base::StringPrintf;
+using tvset::perform;
+
+int acquire_wake_lock(int lock, const char* id) {
+    return perform("acquire_wake_lock", StringPrintf("%d, \"%s\"", lock, id), [] { return 0; });
+}
+
+int release_wake_lock(const char* id) {
+    return perform("release_wake_lock", StringPrintf("\"%s\"", id), [] { return 0; });
+}
