@@ -25,6 +25,8 @@ static_assert(offsetof(MTDRVCUST_ItemRecord, dataLength) == 260);
 enum : uint32_t {
     MTDRVCUST_ITEM_LAUNCH_STATE = 21, /**< 1 data byte: 1 once the controller has launched */
     MTDRVCUST_ITEM_CALIBRATION = 28,  /**< 36 data bytes: equaliser, volume, delays */
+    MTDRVCUST_ITEM_VIRTUALIZER = 32,  /**< 1 data byte: 1 on, 0 off */
+    MTDRVCUST_ITEM_UPMIX = 33,        /**< 1 data byte: 1 on, 0 off */
 };
 
 /** What is done with an item. */

@@ -11,6 +11,7 @@
 #include "V3_1/OutputExternal.h"
 #include "V3_1/OutputSpeaker.h"
 #include "V4_0/CenterSpeaker.h"
+#include "V5_0/HeadphoneVirtualizer.h"
 
 using namespace com::zavo::dtv::hardware::audio;
 using android::sp;
@@ -54,6 +55,8 @@ constexpr std::array kServices{
                 "########## HIDL AcousticCalibration server side: registerAsService() is failed:"),
         service<V4_0::ICenterSpeaker, V4_0::implementation::CenterSpeaker>(
                 "########## HIDL CenterSpeaker server side: registerAsService() is failed:"),
+        service<V5_0::IHeadphoneVirtualizer, V5_0::implementation::HeadphoneVirtualizer>(
+                "########## HIDL HeadphoneVirtualizer server side: registerAsService() is failed:"),
 };
 
 }  // namespace

@@ -1,63 +1,29 @@
 #pragma once
 
 #include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/process.h"
+
 /** A program of the build, running in the environment of the test until this object ends. */
-class Program {
+class Program : public Process {
   public:
     /** @param words name of the program in the build's folder, and its arguments. */
-    explicit Program(std::vector<std::string> words) {
-        std::string folder = std::filesystem::temp_directory_path() / "program-XXXXXX";
-        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        mFolder = folder;
-        words[0] = std::string(BINARY_DIR) + "/" + words[0];
-        std::vector<char*> arguments;
-        for (std::string& word : words) arguments.push_back(word.data());
-        arguments.push_back(nullptr);
-        mPid = fork();
-        if (mPid != 0) return;
-        redirect("out", STDOUT_FILENO);
-        redirect("err", STDERR_FILENO);
-        execv(arguments[0], arguments.data());
-        _exit(127);
-    }
+    explicit Program(const std::vector<std::string>& words) : Program(words, makeFolder()) {}
     ~Program() {
-        if (mStatus < 0) signalAndWait(SIGKILL);
+        end();
         std::filesystem::remove_all(mFolder);
-    }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    pid_t pid() const { return mPid; }
-
-    /** Waits for the end. @return the exit status, or 128 and the signal that ended it. */
-    int wait() {
-        if (mStatus >= 0) return mStatus;
-        int status = 0;
-        waitpid(mPid, &status, 0);
-        mStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        return mStatus;
-    }
-    int signalAndWait(int signal) {
-        kill(mPid, signal);
-        return wait();
     }
 
     /** What it has written so far. */
-    std::string out() const { return read("out"); }
-    std::string err() const { return read("err"); }
+    std::string out() const { return read("/out"); }
+    std::string err() const { return read("/err"); }
 
     /** Waits until it has written a text to standard error; false after 10 seconds. */
     bool hasLogged(const std::string& text) const {
@@ -75,15 +41,31 @@ class Program {
     }
 
   private:
-    void redirect(const char* name, int to) const {
-        dup2(open((mFolder + "/" + name).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), to);
+    Program(std::vector<std::string> words, const std::string& folder)
+        : Process([&] {
+              redirect(folder + "/out", STDOUT_FILENO);
+              redirect(folder + "/err", STDERR_FILENO);
+              words[0] = std::string(BINARY_DIR) + "/" + words[0];
+              std::vector<char*> arguments;
+              for (std::string& word : words) arguments.push_back(word.data());
+              arguments.push_back(nullptr);
+              execv(arguments[0], arguments.data());
+              _exit(127);
+          }),
+          mFolder(folder) {}
+
+    static std::string makeFolder() {
+        std::string folder = std::filesystem::temp_directory_path() / "program-XXXXXX";
+        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        return folder;
+    }
+    static void redirect(const std::string& path, int to) {
+        dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), to);
     }
     std::string read(const char* name) const {
-        std::ifstream file(mFolder + "/" + name);
+        std::ifstream file(mFolder + name);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    std::string mFolder;
-    pid_t mPid = -1;
-    int mStatus = -1;
+    const std::string mFolder;
 };

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
+
+namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
+
+using ::android::sp;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+using ::android::hardware::Return;
+
+/**
+ * Switches the headphone virtualizer of the back-end controller, and uploads its parameters. The
+ * switches do nothing on a set without the controller; uploads are then left to fail on their own.
+ * All state belongs to the process, where the threads that transfer parameters reach it too.
+ */
+struct HeadphoneVirtualizer : public V5_0::IHeadphoneVirtualizer {
+    /** Waits for the TV middleware, then for the controller: 20 and 15 seconds at most. */
+    HeadphoneVirtualizer();
+
+    Return<int32_t> setVirtualizerEnabled(bool enable) override;
+    Return<bool> getVirtualizerEnabled() override;
+    Return<int32_t> setVirtualizerType(const hidl_string& type) override;
+    Return<void> getVirtualizerType(getVirtualizerType_cb callback) override;
+    Return<void> getAvailableVirtualizerTypes(getAvailableVirtualizerTypes_cb callback) override;
+    Return<int32_t> setUpmixEnabled(bool enable) override;
+    Return<bool> getUpmixEnabled() override;
+    Return<int32_t> allocateParameterBuffer(ParamType type, int32_t size) override;
+    Return<int32_t> discardParameterBuffer(int32_t handle) override;
+    Return<int32_t> getMaxAppendSize() override;
+    Return<int32_t> append(int32_t handle, const hidl_vec<uint8_t>& data) override;
+    Return<int32_t> apply(int32_t handle,
+                          const sp<IHeadphoneVirtualizerCallback>& callback) override;
+    Return<int32_t> cancel(int32_t handle) override;
+};
+
+}  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+
+namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
+
+/** What the methods answer, and what a transfer comes to. */
+enum ResultCode : int32_t {
+    SUCCESS = 0,
+    CANCELLED = 1,  // of a transfer only
+
+    NO_SUCH_HANDLE = -1,
+    REFUSED = -1,  // of a transfer: by the controller
+
+    WRONG_SIZE = -2,
+    NO_OUTCOME = -2,  // of a transfer: none in time, or none that is known
+
+    BUSY = -3,
+    NOT_STARTED = -3,  // of a transfer
+
+    NOT_CANCELLED = -4,
+
+    NOT_SUPPORTED = -5,
+    FAILED = -5,
+};
+
+}  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

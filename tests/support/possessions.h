@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+
+inline size_t countOf(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != text.npos; at += part.size()) count++;
+    return count;
+}
+
+/** What the service has of the machine. */
+struct Possessions {
+    explicit Possessions(pid_t pid) {
+        const std::filesystem::path process = "/proc/" + std::to_string(pid);
+        for (const auto& entry : std::filesystem::directory_iterator(process / "fd")) {
+            std::error_code ignored;
+            descriptors[std::filesystem::read_symlink(entry, ignored).string().substr(0, 7)]++;
+        }
+        std::ifstream file(process / "status");
+        for (std::string word; file >> word;) {
+            if (word == "VmRSS:") file >> residentKiB;
+            if (word == "Threads:") file >> threads;
+        }
+    }
+    bool isNoMoreThan(const Possessions& before, long moreMiB) const {
+        return descriptors == before.descriptors && threads == before.threads &&
+               residentKiB < before.residentKiB + moreMiB * 1024;
+    }
+
+    std::map<std::string, int> descriptors;  // by kind
+    long residentKiB = 0;
+    int threads = 0;
+};

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <string>
+
+/** A process of its own, until the object ends. */
+class Process {
+  public:
+    explicit Process(const std::function<void()>& body) : mPid(fork()) {
+        if (mPid != 0) return;
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        body();
+        _exit(0);
+    }
+    ~Process() { end(); }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    pid_t pid() const { return mPid; }
+    void stop() const {
+        kill(mPid, SIGSTOP);
+        waitpid(mPid, nullptr, WUNTRACED);
+    }
+    void resume() const { kill(mPid, SIGCONT); }
+    /** Waits for the end. @return the exit status, or 128 and the signal that ended it. */
+    int wait() {
+        int status = 0;
+        if (mPid > 0 && waitpid(mPid, &status, 0) == mPid) {
+            mStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        mPid = 0;
+        return mStatus;
+    }
+    int signalAndWait(int signal) {
+        if (mPid > 0) kill(mPid, signal);
+        return wait();
+    }
+    void end() { signalAndWait(SIGKILL); }
+    bool hasEnded() const {
+        siginfo_t info{};
+        return waitid(P_PID, mPid, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+    }
+    /** A line of /proc/PID/status. */
+    std::string status(const std::string& name) const {
+        std::ifstream file("/proc/" + std::to_string(mPid) + "/status");
+        for (std::string line; std::getline(file, line);) {
+            if (line.rfind(name, 0) == 0) return line;
+        }
+        return "";
+    }
+    /** Processor time that it has used, in clock ticks. */
+    long ticks() const {
+        std::ifstream file("/proc/" + std::to_string(mPid) + "/stat");
+        std::string word;
+        for (int i = 0; i < 13; i++) file >> word;
+        long user = 0, system = 0;
+        file >> user >> system;
+        return user + system;
+    }
+
+  private:
+    pid_t mPid;
+    int mStatus = -1;
+};
