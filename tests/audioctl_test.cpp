@@ -188,9 +188,121 @@ TEST(Callback, EndsWithItsService) {
     Program program(
             {"audioctl", "call", "IOutputExternal", "registerEncodingFormatListener", "callback"});
     ASSERT_TRUE(Program::poll([&] { return program.out() == "0\n"; }));
+    Program watcher({"audioctl", "watch"});
+    ASSERT_TRUE(watcher.hasLogged("watching"));
     service.signalAndWait(SIGKILL);
     EXPECT_EQ(3, program.wait());
+    EXPECT_EQ(3, watcher.wait());
     EXPECT_EQ("audioctl: IOutputExternal@3.1: the service has died\n", program.err());
+}
+
+/** hidlaudio on a set with a back-end controller, and files to upload. */
+struct Upload : public testing::Test {
+    Upload() {
+        set.write("small", "0123456789");
+        set.write("large", "");
+        std::filesystem::resize_file(set.path("large"), 1 << 30);
+        Program::poll([&] { return (virtualizer = Virtualizer::getService()) != nullptr; });
+    }
+    Texts words(const char* file) const { return {"audioctl", "upload", "device", set.path(file)}; }
+
+    using Virtualizer = V5_0::IHeadphoneVirtualizer;
+    const TempSet set{{.hasBackEnd = true}};
+    Program service{{"hidlaudio"}};
+    sp<Virtualizer> virtualizer;
+};
+
+TEST_F(Upload, TellsTheOutcome) {
+    constexpr char kReaction[] = "bectrl/reaction";
+    constexpr char kFile[] = "fs/proc/driver/zavo_bectrl/audio/device_parameter_complete";
+    const std::tuple<const char*, const char*, int, const char*> kCases[] = {
+            {kReaction, "0 0x01 0", 0, "transferred 600000 bytes"},
+            {kReaction, "0 0x03 0", 1, "cancelled (1)"},
+            {kReaction, "0 0xF3 0", 1, "refused by the controller (-1)"},
+            {kReaction, "0 0x77 0", 1, "timed out, or the controller told an unknown outcome (-2)"},
+            {kReaction, "0 0x02 0", 1,
+             "the controller is busy, or the transfer could not be started (-3)"},
+            {kFile, "\1\1", 1, "audioctl: apply: the controller is busy (-3)"},
+            {kFile, "", 1, "audioctl: apply: the controller cannot be reached (-5)"},
+    };
+    const std::string parameters = std::string(300'000, 'a') + std::string(300'000, 'b');
+    set.write("parameters", parameters);
+    for (const auto& [name, content, status, told] : kCases) {
+        set.write(name, content);
+        Program program(words("parameters"));
+        EXPECT_EQ(status, program.wait());
+        EXPECT_EQ(told, find(program.err() + program.out(), "([^\n]+)\n").back());
+    }
+    EXPECT_TRUE(parameters == set.read("bectrl/device_parameters.bin"));
+    EXPECT_EQ(-1, virtualizer->discardParameterBuffer(std::size(kCases)));  // the last handle
+}
+
+TEST_F(Upload, EndsEarlyWhateverItDoes) {
+    set.write("bectrl/reaction", "");
+    Program stopped(words("large"));
+    ASSERT_TRUE(service.hasLogged("[append] start. handle=1\n"));
+    EXPECT_EQ(1, stopped.signalAndWait(SIGINT));
+    EXPECT_EQ(-1, virtualizer->discardParameterBuffer(1));
+
+    Program displaced(words("large"));
+    ASSERT_TRUE(service.hasLogged("[append] start. handle=2\n"));
+    EXPECT_EQ(3, virtualizer->allocateParameterBuffer(V5_0::ParamType::DEVICE_PARAMETER, 1));
+    EXPECT_EQ(1, displaced.wait());
+    EXPECT_TRUE(displaced.hasLogged("another client took over the kind (-1)"));
+
+    Program cancelled(words("small"));
+    ASSERT_TRUE(cancelled.hasLogged("waiting for the controller"));
+    EXPECT_EQ(1, cancelled.signalAndWait(SIGTERM));
+    EXPECT_EQ("cancelled (1)\n", cancelled.out());
+
+    set.write("faults", "ioctl(0xC0106303) -1");
+    Program insistent(words("small"));
+    ASSERT_TRUE(insistent.hasLogged("waiting for the controller"));
+    kill(insistent.pid(), SIGINT);
+    ASSERT_TRUE(insistent.hasLogged("(-4); still waiting"));
+    EXPECT_EQ(128 + SIGINT, insistent.signalAndWait(SIGINT));
+
+    Program orphaned({"audioctl", "upload", "hrtf", set.path("small")});
+    ASSERT_TRUE(orphaned.hasLogged("waiting for the controller"));
+    service.signalAndWait(SIGKILL);
+    EXPECT_EQ(3, orphaned.wait());
+}
+
+TEST_F(Upload, DoesNotBeginInVain) {
+    std::filesystem::resize_file(set.path("large"), 1ull << 31);
+    for (const char* file : {"missing", "run", "large"}) EXPECT_EQ(2, Program(words(file)).wait());
+    service.signalAndWait(SIGKILL);
+    EXPECT_EQ(3, Program(words("small")).wait());
+
+    struct Full : public fakes::FakeVirtualizer {
+        Return<int32_t> getMaxAppendSize() override { return 4; }
+    };
+    const sp<Full> full = new Full;
+    ASSERT_EQ(android::OK, full->registerAsService());
+    Program program(words("small"));
+    EXPECT_EQ(1, program.wait());
+    EXPECT_TRUE(program.hasLogged("no memory for 10 bytes"));
+}
+
+TEST_F(Upload, IsToASetWhoseStatusIsShown) {
+    Program program({"audioctl", "status"});
+    EXPECT_EQ(0, program.wait());
+    const Texts expected{"eARC Dolby       EARC_DD_ATMOS", "Encoding listener: there",
+                         "latency          1024 samples at 48000 Hz, 21.33 ms",
+                         "available types  Zavo", "upmix            on"};
+    EXPECT_EQ(expected, find(program.out(), "(eARC.*|.*: .*|latency.*|available t.*|upmix.*)\n"));
+}
+
+TEST(Watch, PrintsEachChangeUntilStopped) {
+    const TempSet set;
+    const sp<HdmiAudio> object = new HdmiAudio;
+    ASSERT_EQ(android::OK, object->registerAsService());
+    Program program({"audioctl", "watch"});
+    ASSERT_TRUE(program.hasLogged("watching"));
+    EXPECT_EQ("0", call({"IHdmiAudio", "setAudioCapabilities", R"(["A","\n"])"}, object.get()));
+    EXPECT_EQ("0", call({"IHdmiAudio", "setAudioCapabilities", R"(["B"])"}, object.get()));
+    ASSERT_TRUE(Program::poll([&] { return program.out() == "A \\n\nB\n"; }));
+    EXPECT_EQ(0, program.signalAndWait(SIGINT));
 }
 
 TEST(Curve, HasItsGlyphsAndItsWidthForAnyNumberOfBands) {
@@ -227,10 +339,14 @@ TEST(Status, ShowsAnyDataOfTheServicesThatAreThere) {
     ASSERT_EQ(android::OK, speaker->registerAsService());
     Program program({"audioctl", "status"});
     EXPECT_EQ(0, program.wait());
-    EXPECT_EQ(R"(TV speakers
+    EXPECT_EQ(R"(HDMI audio: not there
+External output: not there
+Encoding listener: not there
+TV speakers
   TV position      wall mount
   surround         type 2
-External output: not there
+Centre speaker: not there
+Headphone virtualizer: not there
 Room calibration
   calibration      on
   stored channels  3

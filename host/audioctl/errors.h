@@ -16,6 +16,11 @@ class ServiceError : public std::runtime_error {
     using runtime_error::runtime_error;
 };
 
+/** The service does not do what the command asks for, or was not to go on. */
+class Refusal : public std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
 /** Throws ServiceError if a call did not get through. */
 inline void examine(const android::hardware::details::return_status& status) {
     if (!status.isOk()) throw ServiceError("the call failed: " + status.description());

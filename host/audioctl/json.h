@@ -78,10 +78,10 @@ struct Codec<bool> {
     static Json write(bool value) { return value; }
 };
 
-/** Numbers, and the words NaN, Infinity and -Infinity, which JSON cannot write as numbers. */
+/** Numbers, and the strings NaN, Infinity and -Infinity: JSON has no numbers for these. */
 template <>
 struct Codec<float> {
-    static constexpr bool kTakesWords = true;
+    static constexpr bool kTakesWords = false;
     static std::string typeName() { return "float"; }
     static float read(const Json& value);
     /** The shortest number that reads as the same float. */

@@ -1,64 +1,33 @@
 /* audioctl: calls the audio services from the command line. */
 
 #include <hidl/HidlTransportSupport.h>
-#include <signal.h>
-#include <sys/epoll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/audioctl/callbacks.h"
 #include "host/audioctl/errors.h"
+#include "host/audioctl/help.h"
 #include "host/audioctl/methods.h"
 #include "host/audioctl/status.h"
-#include "host/hidl/event_loop.h"
+#include "host/audioctl/text.h"
+#include "host/audioctl/upload.h"
+#include "host/audioctl/waiting.h"
+#include "host/audioctl/watch.h"
 #include "host/hidl/service_table.h"
 #include "host/tvset/set.h"
 
 using namespace audioctl;
+using namespace com::zavo::dtv::hardware::audio;
 using android::sp;
-using android::wp;
-using android::hardware::EventLoop;
 
 namespace {
 
-enum ExitStatus : int { kDone = 0, kBadUsage = 2, kNoService = 3 };
-
-constexpr char kGeneralHelp[] =
-        "Exit status: 0 done, 2 bad usage, 3 no such service or connection lost.\n"
-        "The set is the one that TVSET_ROOT names.";
-
-constexpr char kCallHelp[] =
-        "Without METHOD the methods of IFACE are listed, without IFACE the interfaces.\n"
-        "\n"
-        "IFACE is a name for the newest version, or NAME@VERSION. Each ARG is JSON:\n"
-        "  string       also a bare word that is no JSON\n"
-        "  float        also NaN, Infinity or -Infinity\n"
-        "  enumeration  a number or a name\n"
-        "  structure    an object with all fields\n"
-        "  interface    null, or callback: audioctl then prints the calls that arrive on an\n"
-        "               object of its own, and ends after the first. If the method answers a\n"
-        "               status other than 0, nothing is waited for.\n"
-        "@FILE stands for the JSON that a file holds; for a vec<uint8_t> for its bytes.\n"
-        "The result is printed as one line of JSON, null for a method without one.\n"
-        "\n"
-        "  audioctl call IOutputSpeaker setTvPosition 1\n"
-        "  audioctl call IHdmiAudio setAudioCapabilities '[\"ARC_DD_PLUS\"]'\n"
-        "  audioctl call IHdmiAudio@1.1 setCallback callback --stay\n"
-        "  audioctl call IAcousticCalibration setCalibratedData @examples/calibration.json\n"
-        "  audioctl call IHeadphoneVirtualizer append 1 @device.bin";
-
-/** Prints a result at once: a script may be waiting for it. */
-void printLine(const std::string& line) {
-    puts(line.c_str());
-    fflush(stdout);
-}
+enum ExitStatus : int { kDone = 0, kRefused = 1, kBadUsage = 2, kNoService = 3 };
 
 int list() {
     tvset::requireSet("audioctl");
@@ -76,61 +45,60 @@ int status() {
     return kDone;
 }
 
-/** From its creation on, SIGINT and SIGTERM do not end the process but are noted by its loop. */
-class StopSignals : public android::hardware::EventSource {
-  public:
-    static std::shared_ptr<StopSignals> watch() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        sigprocmask(SIG_BLOCK, &signals, nullptr);
-        const int fd = signalfd(-1, &signals, SFD_CLOEXEC);
-        auto source = std::make_shared<StopSignals>();
-        EventLoop::instance().add(fd, EPOLLIN, source, &source->mKey);
-        return source;
-    }
-    void onEvents(uint32_t) override { mHaveCome = true; }
-    bool haveCome() const { return mHaveCome; }
-
-  private:
-    EventLoop::Key mKey = 0;
-    bool mHaveCome = false;
-};
-
-class DeathNotice : public android::hardware::hidl_death_recipient {
-  public:
-    void serviceDied(uint64_t, const wp<IBase>&) override { mHasCome = true; }
-    bool hasCome() const { return mHasCome; }
-
-  private:
-    bool mHasCome = false;
-};
-
-/** Prints calls as they arrive, up to the first or, with `stop`, until that comes. */
-void printCalls(IBase& service, Callbacks& callbacks, const StopSignals* stop) {
-    const sp<DeathNotice> death = new DeathNotice;
-    const bool isAlive = service.linkToDeath(death, 0).withDefault(false);
-    while (true) {
-        const auto calls = callbacks.take();
-        for (const std::string& call : calls) printLine(call);
-        if (stop == nullptr ? !calls.empty() : stop->haveCome()) return;
-        if (!isAlive || death->hasCome()) throw ServiceError("the service has died");
-        EventLoop::instance().runOnce(std::chrono::milliseconds(-1));
+/**
+ * Runs a command with the service of an interface; complaints name the interface.
+ *
+ * This thread alone serves the callbacks: each is answered before audioctl ends.
+ */
+template <typename Command>
+void withService(const Interface& interface, Command command) {
+    tvset::requireSet("audioctl");
+    android::hardware::configureRpcThreadpool(1, true);
+    try {
+        const sp<IBase> service = interface.getService();
+        if (service == nullptr) throw ServiceError("no such service is registered");
+        command(*service);
+    } catch (const ServiceError& error) {
+        throw ServiceError(interface.fullName() + ": " + error.what());
     }
 }
 
-void callService(const Interface& interface, const Call& call, Callbacks& callbacks,
-                 bool shouldStay) {
-    const sp<IBase> service = interface.getService();
-    if (service == nullptr) throw ServiceError("no such service is registered");
-    const Json result = call(*service);
+int watchChanges() {
+    withService(findInterface("IHdmiAudio"),
+                [](IBase& service) { watch(static_cast<V1_1::IHdmiAudio&>(service)); });
+    return kDone;
+}
+
+struct UploadOptions {
+    std::string kind;
+    std::string file;
+};
+
+int uploadFile(const UploadOptions& options) {
+    ParameterFile file(options.file);
+    const auto kind = options.kind == "hrtf" ? V5_0::ParamType::HRTF_PARAMETER
+                                             : V5_0::ParamType::DEVICE_PARAMETER;
+    bool isTransferred = false;
+    withService(findInterface("IHeadphoneVirtualizer"), [&](IBase& service) {
+        auto& virtualizer = static_cast<V5_0::IHeadphoneVirtualizer&>(service);
+        isTransferred = upload(virtualizer, kind, file);
+    });
+    return isTransferred ? kDone : kRefused;
+}
+
+void callService(IBase& service, const Call& call, Callbacks& callbacks, bool shouldStay) {
+    const Json result = call(service);
     const bool isRefused = !result.is_null() && result != 0;
     const bool shouldWait = callbacks.areServed() && !isRefused;
     // A script that has seen the result may stop audioctl.
-    const auto stop = shouldWait && shouldStay ? StopSignals::watch() : nullptr;
+    if (shouldWait && shouldStay) catchStopSignals();
     printLine(toLine(result));
-    if (shouldWait) printCalls(*service, callbacks, stop.get());
+    if (!shouldWait) return;
+    serveUntil(service, [&] {
+        const auto calls = callbacks.take();
+        for (const std::string& arrived : calls) printLine(arrived);
+        return shouldStay ? isStopRequested() : !calls.empty();
+    });
 }
 
 struct CallOptions {
@@ -151,19 +119,13 @@ int call(const CallOptions& options) {
         return kDone;
     }
 
-    // This thread alone serves the callbacks: each is answered before audioctl ends.
-    android::hardware::configureRpcThreadpool(1, true);
     Callbacks callbacks;
     const Call call = interface.method(options.method).bind(options.arguments, &callbacks);
     if (options.shouldStay && !callbacks.areServed()) {
         throw UsageError("--stay is for a call with the argument callback");
     }
-    tvset::requireSet("audioctl");
-    try {
-        callService(interface, call, callbacks, options.shouldStay);
-    } catch (const ServiceError& error) {
-        throw ServiceError(interface.fullName() + ": " + error.what());
-    }
+    withService(interface,
+                [&](IBase& service) { callService(service, call, callbacks, options.shouldStay); });
     return kDone;
 }
 
@@ -174,22 +136,36 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer(kGeneralHelp);
     int exitStatus = kDone;
-    app.add_subcommand("list", "Show the registered services, one a line")->final_callback([&] {
+    const auto addCommand = [&](const char* name, const char* what, const char* help) {
+        CLI::App* command = app.add_subcommand(name, what);
+        command->footer(help);
+        return command;
+    };
+    addCommand("list", "Show the registered services, one a line", kListHelp)->final_callback([&] {
         exitStatus = list();
     });
-    app.add_subcommand("status", "Show what the services tell of the set")->final_callback([&] {
-        exitStatus = status();
-    });
+    addCommand("status", "Show what the services tell of the set", kStatusHelp)
+            ->final_callback([&] { exitStatus = status(); });
+    addCommand("watch", "Show changes of the HDMI capabilities as they come", kWatchHelp)
+            ->final_callback([&] { exitStatus = watchChanges(); });
+
+    UploadOptions uploadOptions;
+    CLI::App* uploader =
+            addCommand("upload", "Upload parameters to the back-end controller", kUploadHelp);
+    uploader->add_option("KIND", uploadOptions.kind, "What the parameters are for")
+            ->required()
+            ->check(CLI::IsMember({"device", "hrtf"}));
+    uploader->add_option("FILE", uploadOptions.file, "File with the parameters")->required();
+    uploader->final_callback([&] { exitStatus = uploadFile(uploadOptions); });
 
     CallOptions options;
-    CLI::App* caller = app.add_subcommand("call", "Call a method of a service");
+    CLI::App* caller = addCommand("call", "Call a method of a service", kCallHelp);
     caller->add_option("IFACE", options.interface, "Interface");
     caller->add_option("METHOD", options.method, "Method; its arguments, each an ARG, follow");
     caller->add_flag("--stay", options.shouldStay,
                      "With callback: print every call until stopped by SIGINT or SIGTERM");
     // The arguments: as options, CLI11 would take a list apart and -1 for a flag.
     caller->allow_extras();
-    caller->footer(kCallHelp);
     caller->final_callback([&] {
         options.arguments = caller->remaining();
         exitStatus = call(options);
@@ -203,6 +179,9 @@ int main(int argc, char** argv) {
     } catch (const UsageError& error) {
         fprintf(stderr, "audioctl: %s\n", error.what());
         return kBadUsage;
+    } catch (const Refusal& error) {
+        fprintf(stderr, "audioctl: %s\n", error.what());
+        return kRefused;
     } catch (const ServiceError& error) {
         fprintf(stderr, "audioctl: %s\n", error.what());
         return kNoService;

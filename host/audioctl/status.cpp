@@ -1,8 +1,12 @@
 #include "host/audioctl/status.h"
 
 #include <com/zavo/dtv/hardware/audio/3.1/IAcousticCalibration.h>
+#include <com/zavo/dtv/hardware/audio/3.1/IHdmiAudio.h>
+#include <com/zavo/dtv/hardware/audio/3.1/IOutputEncodingStatusListener.h>
 #include <com/zavo/dtv/hardware/audio/3.1/IOutputExternal.h>
 #include <com/zavo/dtv/hardware/audio/3.1/IOutputSpeaker.h>
+#include <com/zavo/dtv/hardware/audio/4.0/ICenterSpeaker.h>
+#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -10,12 +14,13 @@
 #include <optional>
 
 #include "host/audioctl/errors.h"
-#include "host/audioctl/json.h"
+#include "host/audioctl/text.h"
 
 namespace audioctl {
 
 using namespace com::zavo::dtv::hardware::audio;
 using android::sp;
+using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
 using android::hardware::Return;
 
@@ -48,6 +53,60 @@ std::string inWords(Enum value) {
     return text;
 }
 
+std::string availability(bool isAvailable) {
+    return isAvailable ? "available" : "not available";
+}
+
+/** What a service tells, separated by commas. */
+template <typename T, typename InWords>
+std::string list(const hidl_vec<T>& values, InWords inWords) {
+    std::string text;
+    for (const T& value : values) text += (text.empty() ? "" : ", ") + inWords(value);
+    return text.empty() ? "none" : text;
+}
+
+Lines describeHdmi(V3_1::IHdmiAudio& hdmi, Look) {
+    hidl_vec<hidl_string> names;
+    examine(hdmi.getAudioCapabilities([&](const auto& told) { names = told; }));
+    const char* const labels[] = {"ARC Dolby", "eARC Dolby", "ARC AAC"};
+    Lines lines;
+    for (size_t i = 0; i < std::min(names.size(), std::size(labels)); i++) {
+        lines.push_back(item(labels[i], printable(names[i])));
+    }
+    return lines;
+}
+
+/** It is only told things. */
+Lines describeListener(V3_1::IOutputEncodingStatusListener&, Look) {
+    return {};
+}
+
+Lines describeCenter(V4_0::ICenterSpeaker& center, Look) {
+    hidl_vec<int16_t> types;
+    examine(center.getCenterSpeakerAcousticsType([&](const auto& told) { types = told; }));
+    V4_0::SampleLatency latency{};
+    examine(center.getCenterSpeakerLatency([&](const auto& told) { latency = told; }));
+    char text[80];
+    snprintf(text, sizeof(text), "%d samples at %d Hz, %.4g ms", latency.samples,
+             latency.samplingRate, 1000.0 * latency.samples / latency.samplingRate);
+    return {item("acoustics type", list(types, [](int16_t type) { return std::to_string(type); })),
+            item("latency", text),
+            item("input", availability(valueOf(center.isCenterSpeakerInputAvailable()))),
+            item("synchronised",
+                 availability(valueOf(center.isSynchronizedCenterSpeakerInputAvailable())))};
+}
+
+Lines describeVirtualizer(V5_0::IHeadphoneVirtualizer& virtualizer, Look) {
+    hidl_string type;
+    examine(virtualizer.getVirtualizerType([&](const auto& told) { type = told; }));
+    hidl_vec<hidl_string> types;
+    examine(virtualizer.getAvailableVirtualizerTypes([&](const auto& told) { types = told; }));
+    return {item("virtualizer", onOff(valueOf(virtualizer.getVirtualizerEnabled()))),
+            item("type", printable(type)),
+            item("available types", list(types, [](const auto& name) { return printable(name); })),
+            item("upmix", onOff(valueOf(virtualizer.getUpmixEnabled())))};
+}
+
 Lines describeSpeaker(V3_1::IOutputSpeaker& speaker, Look) {
     return {item("TV position", inWords(valueOf(speaker.getTvPosition()))),
             item("surround", inWords(valueOf(speaker.getSurroundType())))};
@@ -59,10 +118,9 @@ Lines describeExternal(V3_1::IOutputExternal& external, Look) {
 
 /** A channel's line of values, which is as wide as a curve, above its curve. */
 Lines describeChannel(const V3_0::calibratedData& data, Look look) {
-    const std::string name = toAsciiLine(std::string(data.channel));
     char values[80];
-    snprintf(values, sizeof(values), "%-4.10s %+.3g dB  %.3g ms",
-             name.substr(1, name.size() - 2).c_str(), data.volume, data.delay);
+    snprintf(values, sizeof(values), "%-4.10s %+.3g dB  %.3g ms", printable(data.channel).c_str(),
+             data.volume, data.delay);
     std::string title = values;
     if (data.bands.size() != kCurveBands) {
         title += "  " + std::to_string(data.bands.size()) + " bands";
@@ -116,9 +174,14 @@ Section section(const std::string& title, Lines (*describe)(Interface& service, 
 }
 
 const std::vector<Section>& allSections() {
+    // The longest comes last.
     static const std::vector<Section> table{
-            section("TV speakers", describeSpeaker),
+            section("HDMI audio", describeHdmi),
             section("External output", describeExternal),
+            section("Encoding listener", describeListener),
+            section("TV speakers", describeSpeaker),
+            section("Centre speaker", describeCenter),
+            section("Headphone virtualizer", describeVirtualizer),
             section("Room calibration", describeCalibration),
     };
     return table;
@@ -131,7 +194,8 @@ bool printStatus(Look look) {
     bool isAnyThere = false;
     for (const Section& section : allSections()) {
         const auto lines = section.describe(look);
-        printf(format, section.title.c_str(), lines ? "" : ": not there");
+        const char* const note = !lines ? ": not there" : lines->empty() ? ": there" : "";
+        printf(format, section.title.c_str(), note);
         for (std::string line : lines.value_or(Lines{})) {
             line = "  " + line;
             line.erase(line.find_last_not_of(' ') + 1);

@@ -1,0 +1,87 @@
+#pragma once
+
+/* What `--help` says below the list of options, in 80 columns. */
+namespace audioctl {
+
+constexpr char kGeneralHelp[] =
+        R"(Exit status: 0 done, 1 refused (upload only), 2 bad usage or no set, 3 no such
+service or connection lost. `audioctl COMMAND --help` tells more of a command.
+The set is the one that TVSET_ROOT names.)";
+
+constexpr char kListHelp[] =
+        R"(A line is PACKAGE@VERSION::INTERFACE/INSTANCE, the newest version of a service
+that a living process serves. There may be none.
+
+  $ audioctl list
+  com.zavo.dtv.hardware.audio@3.1::IHdmiAudio/default
+  ...
+
+Exit status: 0 done, 2 bad usage or no set.)";
+
+constexpr char kStatusHelp[] =
+        R"(Nothing is changed. A service that is not registered is shown as "not there",
+the encoding listener, which has nothing to tell, as "there". Bold and Unicode
+are for a terminal; otherwise, or with NO_COLOR set, the text is plain ASCII.
+
+  $ audioctl status | less
+
+Exit status: 0 done, 2 bad usage or no set, 3 no service at all or connection
+lost.)";
+
+constexpr char kWatchHelp[] =
+        R"(Each successful setAudioCapabilities of any client gives a line on standard
+output: the names that were stored, separated by blanks. "audioctl: watching" on
+standard error tells that it has begun. SIGINT (Ctrl-C) or SIGTERM ends it.
+
+  $ audioctl watch
+  audioctl: watching
+  ARC_DD_PLUS ARC_MP4AAC_5_1
+
+Exit status: 0 stopped, 2 bad usage or no set, 3 no such service or the service
+has died.)";
+
+constexpr char kUploadHelp[] = R"(FILE holds the parameters as they are, 2147483647 bytes at most.
+
+The outcome is a line on standard output, the progress is on standard error:
+  transferred 1048576 bytes
+  cancelled (1)
+  refused by the controller (-1)
+  timed out, or the controller told an unknown outcome (-2)
+  the controller is busy, or the transfer could not be started (-3)
+What the service refuses before the transfer is told on standard error, with its
+status. Nothing is left in the service then.
+
+SIGINT (Ctrl-C) or SIGTERM discards what is appended; once the transfer runs, it
+asks the controller to cancel, and audioctl goes on waiting for the outcome.
+A second one ends audioctl at once, whatever the service does.
+
+  $ audioctl upload hrtf hrtf.bin && echo in use
+
+Exit status: 0 transferred; 1 refused, another outcome, or stopped; 2 bad usage,
+no set, or FILE cannot be read or is too large; 3 no such service or connection
+lost.)";
+
+constexpr char kCallHelp[] =
+        R"(Without METHOD the methods of IFACE are listed, without IFACE the interfaces.
+
+IFACE is a name for the newest version, or NAME@VERSION. Each ARG is JSON:
+  string       also a bare word that is no JSON
+  float        also "NaN", "Infinity" or "-Infinity", with the quotes
+  enumeration  a number or a name
+  structure    an object with all fields
+  interface    null, or callback: audioctl then prints the calls that arrive on an
+               object of its own, and ends after the first. If the method answers a
+               status other than 0, nothing is waited for.
+@FILE stands for the JSON that a file holds; for a vec<uint8_t> for its bytes.
+The result is printed as one line of JSON, null for a method without one.
+
+  $ audioctl call IOutputSpeaker setTvPosition 1
+  $ audioctl call IHdmiAudio setAudioCapabilities '["ARC_DD_PLUS"]'
+  $ audioctl call IHdmiAudio@1.1 setCallback callback --stay
+  $ audioctl call IAcousticCalibration setCalibratedData @examples/calibration.json
+  $ audioctl call IHeadphoneVirtualizer append 1 @device.bin
+
+Exit status: 0 the method has answered, whatever its status; 2 bad usage or no
+set; 3 no such service or connection lost, also while calls are waited for.)";
+
+}  // namespace audioctl
