@@ -1,0 +1,218 @@
+/*
+ * Uploads of many clients at once to the running service, in random order, by clients that cancel,
+ * discard, stop and die. STRESS_SECONDS says for how long.
+ */
+
+#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <random>
+
+#include "tests/support/possessions.h"
+#include "tests/support/processes.h"
+#include "tests/support/program.h"
+#include "tests/support/temp_set.h"
+
+namespace {
+
+using namespace com::zavo::dtv::hardware::audio;
+using namespace std::chrono_literals;
+using android::sp;
+using android::hardware::hidl_vec;
+using android::hardware::Return;
+using Clock = std::chrono::steady_clock;
+
+/** The waits of the set are this much shorter: 20 seconds are 400 ms. */
+constexpr char kSpeed[] = "50";
+
+class Random {
+  public:
+    explicit Random(unsigned seed) : mGenerator(seed) {}
+    /** From 0 to below the end. */
+    unsigned below(unsigned end) { return mGenerator() % end; }
+    template <typename T, size_t N>
+    const T& oneOf(const T (&values)[N]) {
+        return values[below(N)];
+    }
+
+  private:
+    std::mt19937 mGenerator;
+};
+
+/** The outcome of one transfer. */
+class Outcome : public V5_0::IHeadphoneVirtualizerCallback {
+  public:
+    Outcome(const sp<V5_0::IHeadphoneVirtualizer>& service, int32_t handle)
+        : mService(service), mHandle(handle) {}
+    Return<void> onTransferResult(int32_t) override {
+        const int32_t status = mService->append(mHandle, {}).withDefault(-99);
+        const std::lock_guard lock(mMutex);
+        mTimes++;
+        mStatusInside = status;
+        mHasCome.notify_all();
+        return android::hardware::Void();
+    }
+    /** @return what is wrong with it, after some time at the most. */
+    std::string waitForIt() {
+        std::unique_lock lock(mMutex);
+        if (!mHasCome.wait_for(lock, 20s, [&] { return mTimes > 0; })) return "no outcome";
+        return mStatusInside == -3 ? "" : "told after its buffer was gone";
+    }
+    int times() {
+        const std::lock_guard lock(mMutex);
+        return mTimes;
+    }
+
+  private:
+    const sp<V5_0::IHeadphoneVirtualizer> mService;
+    const int32_t mHandle;
+    std::mutex mMutex;
+    std::condition_variable mHasCome;
+    int mTimes = 0;
+    int32_t mStatusInside = 0;
+};
+
+/** One client's life: uploads until it is told to end. Says what went wrong, if anything did. */
+class Client {
+  public:
+    explicit Client(unsigned seed) : mRandom(seed) {}
+
+    void live(const std::function<bool()>& isOver) {
+        mService = V5_0::IHeadphoneVirtualizer::getService();
+        while (!isOver()) {
+            upload();
+            usleep(mRandom.below(5000));
+        }
+        for (const sp<Outcome>& outcome : mOutcomes) {
+            if (outcome->times() != 1) fail("not one outcome: " + std::to_string(outcome->times()));
+        }
+    }
+
+  private:
+    void upload() {
+        static const int32_t kSizes[] = {0, 1, 1000, 262144, 300'000, 4'000'000};
+        const int32_t size = mRandom.oneOf(kSizes);
+        const auto kind = V5_0::ParamType(mRandom.below(2));
+        const int32_t handle = answer(mService->allocateParameterBuffer(kind, size));
+        if (handle == 0) return;
+        for (int32_t left = size; left > 0;) {
+            const int32_t piece = std::min(left, 262144);
+            hidl_vec<uint8_t> data;
+            data.setToExternal(sBytes, size_t(piece));
+            if (answer(mService->append(handle, data)) != 0) return;  // somebody took the kind over
+            left -= piece;
+        }
+        const sp<Outcome> outcome = new Outcome(mService, handle);
+        const int32_t status = answer(mService->apply(handle, outcome));
+        if (status == 0) mOutcomes.push_back(outcome);
+        for (int i = mRandom.below(4); i > 0; i--) meddle(handle, kind);
+        if (status != 0) return;
+        if (const std::string wrong = outcome->waitForIt(); wrong != "") fail(wrong);
+    }
+
+    void meddle(int32_t handle, V5_0::ParamType kind) {
+        usleep(mRandom.below(3) * 2000);
+        switch (mRandom.below(4)) {
+            case 0:
+                answer(mService->cancel(handle));
+                break;
+            case 1:
+                answer(mService->discardParameterBuffer(handle));
+                break;
+            case 2:
+                answer(mService->allocateParameterBuffer(kind, 10));
+                break;
+            default:
+                answer(mService->apply(handle, new Outcome(mService, handle)));
+        }
+    }
+
+    /** A call that does not get through has been told by whoever is to blame: the client ends. */
+    int32_t answer(const Return<int32_t>& result) {
+        if (!result.isOk()) fail("lost");
+        return result;
+    }
+
+    [[noreturn]] void fail(const std::string& what) {
+        gJournal->say(what);
+        _exit(1);
+    }
+
+    static inline uint8_t sBytes[262144];
+    Random mRandom;
+    sp<V5_0::IHeadphoneVirtualizer> mService;
+    std::vector<sp<Outcome>> mOutcomes;
+};
+
+TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
+    TempSet set({.hasBackEnd = true});
+    Lines journal;
+    gJournal = &journal;
+    setenv("TVSET_SPEED", kSpeed, 1);
+    Program service({"hidlaudio"});
+    const auto isAtRest = [&] {
+        const std::string log = service.err();
+        return countOf(log, "[paramTransferThread] start") ==
+               countOf(log, "paramTransferThread finished");
+    };
+    ASSERT_TRUE(Program::poll([] {
+        return Program({"audioctl", "call", "IHeadphoneVirtualizer", "getMaxAppendSize"}).wait() ==
+               0;
+    }));
+    const Possessions before(service.pid());
+
+    Random random(std::random_device{}());
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(STRESS_SECONDS);
+    const auto start = [&] {
+        return std::make_unique<Process>([&, seed = random.below(UINT32_MAX)] {
+            Client(seed).live([&] { return Clock::now() > end; });
+        });
+    };
+    struct Slot {
+        std::unique_ptr<Process> client;
+        bool isStuck = false;
+    } slots[6];
+    for (Slot& slot : slots) slot.client = start();
+    const char* const reactions[] = {"0 1 300", "", "1 0 100\n0 1 1000", "0 1 0", "0 0xF3 2000"};
+    while (Clock::now() < end) {
+        usleep(random.below(100'000));
+        set.write("bectrl/reaction", random.oneOf(reactions));
+        Slot& slot = slots[random.below(std::size(slots))];
+        switch (random.below(6)) {
+            case 0:
+            case 1:
+                slot = {start()};
+                break;
+            case 2:
+                if (!slot.isStuck) slot.client->stop();
+                slot.isStuck = true;
+                break;
+            case 3:
+                if (slot.isStuck) break;
+                slot.client->stop();
+                usleep(random.below(200'000));
+                slot.client->resume();
+        }
+    }
+    for (const Slot& slot : slots) {
+        EXPECT_TRUE(slot.isStuck || Program::poll([&] { return slot.client->hasEnded(); }));
+    }
+    for (Slot& slot : slots) slot.client->end();
+    EXPECT_EQ("(nothing)", journal.next(0ms));
+
+    EXPECT_TRUE(Program::poll(isAtRest));
+    const std::string log = service.err();
+    const size_t workers = countOf(log, "[apply] end. Return:0");
+    EXPECT_LT(size_t(STRESS_SECONDS), workers);
+    EXPECT_EQ(workers, countOf(log, "paramTransferThread finished"));
+    const std::string operations = set.read("journal");
+    EXPECT_EQ(workers, countOf(operations, "acquire_wake_lock("));
+    EXPECT_EQ(workers, countOf(operations, "release_wake_lock("));
+    EXPECT_EQ(0u, countOf(log, "Sanitizer")) << log.substr(log.find("Sanitizer"), 5000);
+    EXPECT_TRUE(Program::poll([&] { return Possessions(service.pid()).isNoMoreThan(before, 64); }));
+    EXPECT_EQ(128 + SIGTERM, service.signalAndWait(SIGTERM));
+}
+
+}  // namespace
