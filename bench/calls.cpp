@@ -5,20 +5,16 @@
  */
 
 #include <benchmark/benchmark.h>
-#include <sched.h>
 #include <stdio.h>
-#include <stdlib.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <map>
 #include <string>
 
 #include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
-#include <hidl/HidlTransportSupport.h>
 
 #include "bench/allocations.h"
+#include "bench/medians.h"
 #include "bench/peers.h"
+#include "bench/served_set.h"
 
 using namespace com::zavo::dtv::hardware::audio::V5_0;
 using android::sp;
@@ -54,35 +50,8 @@ struct Virtualizer : public IHeadphoneVirtualizer {
     Return<int32_t> cancel(int32_t) override { return 0; }
 };
 
-/** A set's directory with a process that serves a virtualizer in it. */
-class HidlPeer {
-  public:
-    HidlPeer() {
-        std::string root = std::filesystem::temp_directory_path() / "hidl-bench-XXXXXX";
-        mRoot = mkdtemp(root.data());
-        setenv("TVSET_ROOT", mRoot.c_str(), 1);
-        mServer = std::make_unique<ChildProcess>([] {
-            android::hardware::configureRpcThreadpool(1, true);
-            sp<IHeadphoneVirtualizer> service = new Virtualizer;
-            if (service->registerAsService() != android::OK) return;
-            android::hardware::joinRpcThreadpool();
-        });
-        for (int tries = 0; service == nullptr && tries < 500; tries++) {
-            usleep(10000);
-            service = IHeadphoneVirtualizer::getService();
-        }
-        if (service == nullptr) {
-            fprintf(stderr, "the benchmark's service did not start\n");
-            exit(1);
-        }
-    }
-    ~HidlPeer() { std::filesystem::remove_all(mRoot); }
-
-    sp<IHeadphoneVirtualizer> service;
-
-  private:
-    std::string mRoot;
-    std::unique_ptr<ChildProcess> mServer;
+struct HidlPeer : ServedSet<IHeadphoneVirtualizer> {
+    HidlPeer() : ServedSet([] { return new Virtualizer; }) { connect(); }
 };
 
 // Sizes of the messages on the socket of the two calls.
@@ -132,60 +101,16 @@ BENCHMARK(pieceHidl);
 BENCHMARK(pieceRaw);
 BENCHMARK(pieceSdBus);
 
-/** Keeps the median of each benchmark's repetitions, for the ratios at the end. */
-class MedianReporter : public benchmark::ConsoleReporter {
-  public:
-    MedianReporter() : ConsoleReporter(OO_Tabular) {}
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-                mMedians[run.run_name.function_name] = run.GetAdjustedRealTime();
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    double ratio(const char* name, const char* to) { return mMedians[name] / mMedians[to]; }
-
-  private:
-    std::map<std::string, double> mMedians;
-};
-
-/** A wake-up of the other processor may take longer than the call, or not: then nothing repeats. */
-void useOneProcessor() {
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(sched_getcpu(), &one);
-    sched_setaffinity(0, sizeof(one), &one);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 1 && argv[1] == std::string("--two-processors")) {
-        std::rotate(argv + 1, argv + 2, argv + argc--);
-    } else {
-        useOneProcessor();
-    }
-    // Turns of the peers are mixed, so that what else the machine does meets all of them.
-    std::vector<std::string> words = {
-            argv[0], "--benchmark_repetitions=15", "--benchmark_enable_random_interleaving=true",
-            "--benchmark_report_aggregates_only=true", "--benchmark_min_time=0.2"};
-    words.insert(words.end(), argv + 1, argv + argc);
-    std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
-
-    MedianReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    printf("\nMedian times, as ratios:\n");
+    const auto median = runForMedians(argc, argv);
     printf("  small call / bare socket   %.2f  (goal: 1.2 or less)\n",
-           reporter.ratio("smallHidl", "smallRaw"));
+           median("smallHidl") / median("smallRaw"));
     printf("  small call / sd-bus        %.2f  (goal: 0.7 or less)\n",
-           reporter.ratio("smallHidl", "smallSdBus"));
+           median("smallHidl") / median("smallSdBus"));
     printf("  throughput of pieces / bare socket   %.2f  (goal: 0.95 or more)\n",
-           reporter.ratio("pieceRaw", "pieceHidl"));
+           median("pieceRaw") / median("pieceHidl"));
     printf("  throughput of pieces / sd-bus        %.2f\n",
-           reporter.ratio("pieceSdBus", "pieceHidl"));
+           median("pieceSdBus") / median("pieceHidl"));
 }

@@ -63,16 +63,22 @@ ChildProcess::~ChildProcess() {
     waitpid(mPid, nullptr, 0);
 }
 
-RawPeer::RawPeer(size_t requestSize, size_t replySize)
+RawPeer::RawPeer(size_t requestSize, size_t replySize, size_t keptSize)
     : mRequestSize(requestSize),
       mReplySize(replySize),
       mBuffer(std::max(requestSize, replySize), 'x') {
     SocketPair pair;
     mServer = std::make_unique<ChildProcess>([&] {
         pair.client.reset();
-        std::vector<char> buffer(mBuffer.size(), 'y');
-        while (receiveAll(pair.server, buffer.data(), mRequestSize) &&
-               sendAll(pair.server, buffer.data(), mReplySize)) {
+        const std::vector<char> reply(mReplySize, 'y');
+        const size_t size = std::max(mRequestSize, keptSize);
+        std::unique_ptr<char[]> kept(new char[size]);
+        for (size_t at = 0; receiveAll(pair.server, &kept[at], mRequestSize);) {
+            if (!sendAll(pair.server, reply.data(), mReplySize)) return;
+            at += mRequestSize;
+            if (at + mRequestSize <= size) continue;
+            at = 0;
+            if (keptSize > mRequestSize) kept.reset(new char[size]);
         }
     });
     mSocket = std::move(pair.client);

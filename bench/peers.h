@@ -28,7 +28,8 @@ class ChildProcess {
 /** The floor: another process that answers so many bytes to so many, and does nothing else. */
 class RawPeer {
   public:
-    RawPeer(size_t requestSize, size_t replySize);
+    /** @param keptSize of the memory into which requests go one behind the other, then anew. */
+    RawPeer(size_t requestSize, size_t replySize, size_t keptSize = 0);
     void call();
 
   private:
