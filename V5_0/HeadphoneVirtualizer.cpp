@@ -129,7 +129,7 @@ HeadphoneVirtualizer::HeadphoneVirtualizer() {
         ALOGE("[%s] end. HRTF is not supported.", __func__);
         return;
     }
-    prepareHeadphoneVirtualize();  // what does not come up is told again by every call
+    prepareHeadphoneVirtualize();  // settings are tried, whether the controller came up or not
     ALOGD("[%s] end", __func__);
 }
 

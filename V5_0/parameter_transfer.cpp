@@ -11,6 +11,8 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include <mutex>
+
 #include <android-base/unique_fd.h>
 #include <log/log.h>
 
@@ -33,11 +35,12 @@ struct Kind {
     const char* wakeLock;
     const char* completionFile;
     const aud_hv_parameter& other;
-    pthread_t transferThread;
+    pthread_t transferThread{};
+    std::mutex wakeLockHeld{};
 };
 Kind sKinds[] = {
-        {"HidlAudioDevice", BECTRL_DEVICE_COMPLETE, hrtfParam, {}},
-        {"HidlAudioHrtf", BECTRL_HRTF_COMPLETE, deviceParam, {}},
+        {"HidlAudioDevice", BECTRL_DEVICE_COMPLETE, hrtfParam},
+        {"HidlAudioHrtf", BECTRL_HRTF_COMPLETE, deviceParam},
 };
 
 Kind& kindOf(const aud_hv_parameter& record) {
@@ -45,9 +48,6 @@ Kind& kindOf(const aud_hv_parameter& record) {
 }
 
 constexpr char kThread[] = "paramTransferThread";
-
-/** The record that this thread transfers. */
-thread_local const aud_hv_parameter* sOwnRecord = nullptr;
 
 /** @param state left as it is unless the answer is SUCCESS; otherwise it is FAILED. */
 int32_t readBeCtrlTransferState(const char* path, bectrl_completion* state) {
@@ -203,12 +203,15 @@ int32_t transferInTurn(aud_hv_parameter& record) {
     return transfer(record);
 }
 
-/** Keeps the set awake. */
+/**
+ * Keeps the set awake. The platform does not count who holds a name: a worker must not take it
+ * while the one before, whose record is free again, is about to release it.
+ */
 class WakeLock {
   public:
-    explicit WakeLock(const char* name) : mName(name) {
-        ALOGD("[%s] Acquire Wakelock %s", kThread, name);
-        const int status = acquire_wake_lock(PARTIAL_WAKE_LOCK, name);
+    explicit WakeLock(Kind& kind) : mHeld(kind.wakeLockHeld), mName(kind.wakeLock) {
+        ALOGD("[%s] Acquire Wakelock %s", kThread, mName);
+        const int status = acquire_wake_lock(PARTIAL_WAKE_LOCK, mName);
         mIsHeld = status >= 0;
         if (mIsHeld) {
             ALOGI("[%s] Acquire Wakelock completed.", kThread);
@@ -231,6 +234,7 @@ class WakeLock {
     bool isHeld() const { return mIsHeld; }
 
   private:
+    const std::lock_guard<std::mutex> mHeld;
     const char* const mName;
     bool mIsHeld;
 };
@@ -250,8 +254,7 @@ void* paramTransferThread(void* argument) {
     ALOGD("[%s] start", __func__);
     {
         auto& record = *static_cast<aud_hv_parameter*>(argument);
-        sOwnRecord = &record;
-        const WakeLock wakeLock(kindOf(record).wakeLock);
+        const WakeLock wakeLock(kindOf(record));
         const RecordReset atEnd{record};
         tellOutcome(record, wakeLock.isHeld() ? transferInTurn(record) : NOT_STARTED);
     }
@@ -317,7 +320,6 @@ int32_t cancelInt(aud_hv_parameter& record) {
 }
 
 int32_t waitSelfParamTransferThreadFinish(const aud_hv_parameter& record) {
-    if (sOwnRecord == &record) return -1;  // called by the client from inside of its callback
     for (int i = 0; i < kPollLimit; i++) {
         if (record.transferState == TransferState::IDLE) return 0;
         usleep(kPollSleepUs);

@@ -4,8 +4,7 @@
 
 /*
  * The transfer of a full buffer to the back-end controller: by a worker thread, at most one for
- * each kind, one transfer at a time. Called on the RPC thread, which is the worker's instead while
- * the worker waits for its callback, and the client calls the service out of that.
+ * each kind, one transfer at a time. Called on the RPC thread.
  */
 namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
 
@@ -32,7 +31,7 @@ bool startTransfer(aud_hv_parameter& record, const sp<IHeadphoneVirtualizerCallb
  */
 int32_t cancelInt(aud_hv_parameter& record);
 
-/** Waits until no worker has the record. @return 0; -1 after 20 seconds, or on that worker. */
+/** Waits until no worker has the record. @return 0; -1 after 20 seconds. */
 int32_t waitSelfParamTransferThreadFinish(const aud_hv_parameter& record);
 
 }  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

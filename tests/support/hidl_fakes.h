@@ -24,6 +24,7 @@ using namespace android;
 using namespace android::hardware;
 using namespace com::zavo::dtv::hardware::audio;
 using V1_1::IHdmiAudioCallback;
+using V3_1::TvPositionType;
 using Words = hidl_vec<hidl_string>;
 
 struct Callback : IHdmiAudioCallback {
@@ -37,8 +38,8 @@ struct Callback : IHdmiAudioCallback {
 
 struct Mourner : hidl_death_recipient {
     void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>&) override {
-        gJournal->say("death of " + std::to_string(cookie) +
-                      (gettid() == getpid() ? " on the RPC thread" : " elsewhere"));
+        gJournal.say("death of " + std::to_string(cookie) +
+                     (gettid() == getpid() ? " on the RPC thread" : " elsewhere"));
     }
 };
 
@@ -47,21 +48,21 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
     explicit FakeHdmiAudio(bool shouldObey = true) : obeys(shouldObey) {}
     Return<void> getAudioCapabilities(getAudioCapabilities_cb answer) override {
         answer(kept);
-        if (notifiesLate) gJournal->say(tell({"late"}) == 0 ? "told" : "not told");
+        if (notifiesLate) gJournal.say(tell({"late"}) == 0 ? "told" : "not told");
         return Void();
     }
     Return<int32_t> setAudioCapabilities(const Words& words) override {
         const std::string order = obeys && words.size() > 0 ? words[0] : "keep";
         const std::string argument = words.size() > 1 ? words[1] : hidl_string();
         if (order == "keep") return (kept = words).size();
-        if (order == "say") gJournal->say(argument);
+        if (order == "say") gJournal.say(argument);
         if (order == "tell") return tell(words);
         if (order == "tell late") notifiesLate = true;
         if (order == "tell from a worker") std::thread([=] { tell({argument}); }).detach();
         if (order == "work") {
-            gJournal->say("work begins");
+            gJournal.say("work begins");
             usleep(useconds_t(std::stoi(argument)) * 1000);
-            gJournal->say("work ends");
+            gJournal.say("work ends");
         }
         if (order == "link") return callback->linkToDeath(mourner, 7).withDefault(false) ? 1 : 0;
         if (order == "unlink") return callback->unlinkToDeath(mourner).withDefault(false) ? 1 : 0;
@@ -77,8 +78,8 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
                            : given == own                     ? "my own object"
                            : interfacesEqual(callback, given) ? "the same callback"
                                                               : "another callback";
-        gJournal->say(what);
         callback = given;
+        gJournal.say(what);
         return Void();
     }
     int32_t tell(const Words& words) {
@@ -96,9 +97,7 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
 
 struct FakeSpeaker : V3_1::IOutputSpeaker {
     Return<V2_0::SurroundType> getSurroundType() override { return V2_0::SurroundType::TYPE_2; }
-    Return<V3_1::TvPositionType> getTvPosition() override {
-        return V3_1::TvPositionType::WALL_MOUNT;
-    }
+    Return<TvPositionType> getTvPosition() override { return TvPositionType::WALL_MOUNT; }
     Return<int32_t> setTvPosition(int32_t type) override { return -type; }
 };
 
@@ -108,6 +107,7 @@ struct FakeListener : V3_1::IOutputEncodingStatusListener {
 };
 
 struct FakeExternal : V3_1::IOutputExternal {
+    using Listener = V2_0::IOutputEncodingStatusListener;
     Return<int32_t> setForceEncodingEnabled(bool enable) override { return enable ? 1 : 0; }
     Return<bool> getForceEncodingEnabled() override { return true; }
     Return<int32_t> setEncodingFormat(const hidl_string& kept) override {
@@ -122,17 +122,15 @@ struct FakeExternal : V3_1::IOutputExternal {
         answer({});
         return Void();
     }
-    Return<int32_t> registerEncodingFormatListener(
-            const sp<V2_0::IOutputEncodingStatusListener>& listener) override {
+    Return<int32_t> registerEncodingFormatListener(const sp<Listener>& listener) override {
         return listener == own ? 1 : 0;
     }
-    Return<int32_t> unregisterEncodingFormatListener(
-            const sp<V2_0::IOutputEncodingStatusListener>& listener) override {
+    Return<int32_t> unregisterEncodingFormatListener(const sp<Listener>& listener) override {
         return listener == nullptr ? 1 : 0;
     }
 
     hidl_string format;
-    sp<V2_0::IOutputEncodingStatusListener> own;
+    sp<Listener> own;
 };
 
 struct FakeCalibration : V3_1::IAcousticCalibration {
@@ -188,12 +186,18 @@ struct FakeVirtualizer : V5_0::IHeadphoneVirtualizer {
     Return<int32_t> append(int32_t, const hidl_vec<uint8_t>& data) override {
         return std::accumulate(data.begin(), data.end(), int32_t(data.size()));
     }
-    Return<int32_t> apply(int32_t, const sp<Handler>&) override { return 0; }
+    Return<int32_t> apply(int32_t result, const sp<Handler>& handler) override {
+        if (handler == nullptr) return -1;
+        std::thread([=] {
+            gJournal.say(handler->onTransferResult(result).isOk() ? "called" : "not");
+        }).detach();
+        return 0;
+    }
     Return<int32_t> cancel(int32_t) override { return 0; }
 };
 
 inline void logToJournal(const __android_logger_data* entry, const char* text) {
-    if (entry->tag == std::string("hidl")) gJournal->say(text);
+    if (entry->tag == std::string("hidl")) gJournal.say(text);
 }
 
 /** A process that serves one of each as "default" and tells of what its runtime logs. */
@@ -202,17 +206,14 @@ inline void logToJournal(const __android_logger_data* entry, const char* text) {
     configureRpcThreadpool(1, true);
     sp<FakeExternal> external = new FakeExternal;
     external->own = new FakeListener;
-    const std::pair<const char*, status_t> registered[] = {
-            {"hdmi", sp(new FakeHdmiAudio)->registerAsService("default")},
-            {"speaker", sp(new FakeSpeaker)->registerAsService("default")},
-            {"external", external->registerAsService("default")},
-            {"listener", external->own->registerAsService("default")},
-            {"calibration", sp(new FakeCalibration)->registerAsService("default")},
-            {"virtualizer", sp(new FakeVirtualizer)->registerAsService("default")}};
-    for (const auto& [name, status] : registered) {
-        if (status != OK) gJournal->say(name + std::string(": ") + std::to_string(status));
+    for (const status_t status :
+         {sp(new FakeHdmiAudio)->registerAsService(), sp(new FakeSpeaker)->registerAsService(),
+          external->registerAsService(), external->own->registerAsService(),
+          sp(new FakeCalibration)->registerAsService(),
+          sp(new FakeVirtualizer)->registerAsService()}) {
+        if (status != OK) gJournal.say("not registered: " + std::to_string(status));
     }
-    gJournal->say("ready");
+    gJournal.say("ready");
     joinRpcThreadpool();
     _exit(1);
 }
@@ -230,7 +231,7 @@ inline int32_t order(const sp<V1_0::IHdmiAudio>& service, const Words& words) {
 inline sp<IHdmiAudioCallback> give(std::function<void(const Words&)> told) {
     sp<IHdmiAudioCallback> callback = new Callback(std::move(told));
     EXPECT_TRUE(hdmiAudio()->setCallback(callback).isOk());
-    EXPECT_EQ("another callback", gJournal->next());
+    EXPECT_EQ("another callback", gJournal.next());
     return callback;
 }
 
