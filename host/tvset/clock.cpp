@@ -7,9 +7,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -72,6 +75,41 @@ int setVirtualTimer(int timer, nanoseconds delay, itimerspec* old) {
     return 0;
 }
 
+/** What is to happen in real time, one after the other, on a thread of its own. */
+class Agenda {
+  public:
+    void add(nanoseconds delay, std::function<void()> action) {
+        const std::lock_guard lock(mMutex);
+        if (!std::exchange(mIsServed, true)) std::thread([this] { serve(); }).detach();
+        mDue.emplace(Clock::now() + shortened(delay), std::move(action));
+        mChanged.notify_one();
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    void serve() {
+        std::unique_lock lock(mMutex);
+        while (true) {
+            if (mDue.empty()) {
+                mChanged.wait(lock);
+            } else if (const auto first = mDue.begin()->first; first > Clock::now()) {
+                mChanged.wait_until(lock, first);
+            } else {
+                const auto next = mDue.extract(mDue.begin());
+                lock.unlock();
+                next.mapped()();
+                lock.lock();
+            }
+        }
+    }
+
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    bool mIsServed = false;
+    std::multimap<Clock::time_point, std::function<void()>> mDue;
+};
+
 /** A thread of a virtual clock, before it starts. */
 struct Start {
     void* (*function)(void*);
@@ -112,11 +150,9 @@ int sleepFor(nanoseconds duration, timespec* remaining) {
 }
 
 void after(nanoseconds delay, std::function<void()> action) {
+    static auto& agenda = *new Agenda;  // outlives everything
     if (virtualTime().schedule(delay, {action, /* isOfTheSet */ true})) return;
-    std::thread([delay, action = std::move(action)] {
-        sleepForReal(delay, nullptr);
-        action();
-    }).detach();
+    agenda.add(delay, std::move(action));
 }
 
 int waitForEvents(int epoll, epoll_event* events, int maxEvents, int timeoutMs) {

@@ -25,7 +25,7 @@ int sleepFor(std::chrono::nanoseconds duration, timespec* remaining);
 
 /**
  * Has the action run once, after the delay in the time of the set, on whichever thread. The action
- * must not depend on anything that ends before the process does.
+ * must not depend on anything that ends before the process does, nor take long: others wait.
  */
 void after(std::chrono::nanoseconds delay, std::function<void()> action);
 

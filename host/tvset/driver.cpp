@@ -49,7 +49,8 @@ struct Kind {
     uint32_t cancelRequest;
     const char* completionFile;
     const char* copy;
-    std::shared_ptr<Reaction> reaction;  // to the last request
+    std::shared_ptr<Reaction> reaction{};  // to the last request
+    bool isUnderWay = false;               // a transfer, which has not ended yet
 };
 
 /** The two kinds outlive threads that are still running at exit. */
@@ -57,9 +58,9 @@ struct Driver {
     std::mutex mutex;  // held while anything is written
     Kind kinds[2] = {
             {BECTRL_TRANSFER_HRTF, BECTRL_CANCEL_HRTF, BECTRL_HRTF_COMPLETE,
-             "bectrl/hrtf_parameters.bin", nullptr},
+             "bectrl/hrtf_parameters.bin"},
             {BECTRL_TRANSFER_DEVICE, BECTRL_CANCEL_DEVICE, BECTRL_DEVICE_COMPLETE,
-             "bectrl/device_parameters.bin", nullptr},
+             "bectrl/device_parameters.bin"},
     };
 };
 
@@ -102,6 +103,7 @@ void react(Kind& kind, const std::shared_ptr<Reaction>& reaction) {
             return;
         }
         writeCompletion(reaction->completionFile, steps.front().completion);
+        kind.isUnderWay = steps.front().completion.state == BECTRL_STATE_TRANSFERRING;
     }
 }
 
@@ -111,6 +113,7 @@ void startReaction(Kind& kind, std::deque<Step> steps) {
     {
         const std::lock_guard lock(driver().mutex);
         kind.reaction = reaction;
+        kind.isUnderWay = true;
     }
     react(kind, reaction);
 }
@@ -142,7 +145,12 @@ int transfer(Kind& kind, const bectrl_transfer* transfer) {
     return 0;
 }
 
+/** Without a transfer there is nothing to tell: it would be taken for the outcome of the next. */
 int cancel(Kind& kind) {
+    {
+        const std::lock_guard lock(driver().mutex);
+        if (!kind.isUnderWay) return 0;
+    }
     startReaction(kind, {{{BECTRL_STATE_NONE, BECTRL_RESULT_CANCELLED}, milliseconds(0)}});
     return 0;
 }
@@ -165,8 +173,9 @@ bool isDriver(int fd) {
 int performRequest(unsigned long number, const void* argument) {
     const auto request = static_cast<uint32_t>(number);
     for (Kind& kind : driver().kinds) {
-        if (request == kind.cancelRequest)
+        if (request == kind.cancelRequest) {
             return perform(request, "0", [&] { return cancel(kind); });
+        }
         if (request != kind.transferRequest) continue;
         const auto* order = static_cast<const bectrl_transfer*>(argument);
         return perform(request, order == nullptr ? "0" : StringPrintf("{size=%u}", order->size),
