@@ -10,8 +10,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr char kMarker[] = "fs/data/vendor/tmp/dtv_svc_is_ready";
-
 std::string ready(int count = 0) {
     return "I AudioAC: <<<<<hidlaudio dtv_svc is ready !>>>>> count:" + to_string(count);
 }

@@ -1,12 +1,6 @@
 /* audioctl: what it takes from a command line, what it calls and prints, how long it stays. */
 
-#include <com/zavo/dtv/hardware/audio/3.1/IHdmiAudio.h>
-#include <com/zavo/dtv/hardware/audio/3.1/IOutputExternal.h>
-#include <gtest/gtest.h>
-
 #include <map>
-#include <mutex>
-#include <regex>
 #include <set>
 
 #include "host/audioctl/curve.h"
@@ -14,39 +8,20 @@
 #include "host/audioctl/types.h"
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/program.h"
-#include "tests/support/temp_set.h"
 
 using namespace audioctl;
-using namespace android::hardware;
-using android::sp;
+using namespace fakes;
 using Texts = std::vector<std::string>;
 
 namespace {
 
-struct HdmiAudio : public V3_1::IHdmiAudio {
-    Return<void> getAudioCapabilities(getAudioCapabilities_cb answer) override {
-        if (callback() == nullptr) return Status::fromStatusT(android::DEAD_OBJECT);
-        answer({hidl_string("a\0b", 3), "\xFF", "\""});
-        return Void();
-    }
-    Return<int32_t> setAudioCapabilities(const hidl_vec<hidl_string>& capabilities) override {
-        return callback()->onCapabilityChanged(capabilities).isOk() ? 0 : -1;
-    }
-    Return<void> setCallback(const sp<V1_1::IHdmiAudioCallback>& given) override {
-        const std::lock_guard lock(mLock);
-        mCallback = given;
-        return Void();
-    }
-
-  private:
-    sp<V1_1::IHdmiAudioCallback> callback() {
-        const std::lock_guard lock(mLock);
-        return mCallback;
-    }
-
-    std::mutex mLock;  // a test calls it beside the thread that serves it
-    sp<V1_1::IHdmiAudioCallback> mCallback;
-};
+/** An object that programs find as the service "default". */
+template <typename Fake>
+sp<Fake> served() {
+    const sp<Fake> object = new Fake;
+    EXPECT_EQ(android::OK, object->registerAsService());
+    return object;
+}
 
 /** What a call answers, or what is wrong with it; without an object only its words are read. */
 std::string call(Texts words, IBase* object = nullptr, Callbacks* callbacks = nullptr) try {
@@ -57,11 +32,8 @@ std::string call(Texts words, IBase* object = nullptr, Callbacks* callbacks = nu
     return error.what();
 }
 
-/** All matches of an expression's group. */
-Texts find(const std::string& text, const char* expression) {
-    const std::regex regex(expression);
-    return {std::sregex_token_iterator(text.begin(), text.end(), regex, 1), {}};
-}
+/** Makes the FakeHdmiAudio that is served tell its callback these words. */
+const Texts kTell{"audioctl", "call", "IHdmiAudio", "setAudioCapabilities", R"(["tell","\n"])"};
 
 /** HIDL's own view of a structure is the measure. */
 template <typename Struct>
@@ -111,7 +83,7 @@ IAcousticCalibration setCalibratedData [{"channel":"","bands":[{}]}] => argument
 TEST(Values, AreReadAndWrittenExactly) {
     const TempSet set;
     set.write("bytes", "[]");
-    const sp<fakes::FakeVirtualizer> sum = new fakes::FakeVirtualizer;
+    const sp<FakeVirtualizer> sum = new FakeVirtualizer;
     const std::string expected = std::to_string(2 + '[' + ']');
     EXPECT_EQ(expected,
               call({"IHeadphoneVirtualizer", "append", "1", "@" + set.path("bytes")}, sum.get()));
@@ -128,9 +100,7 @@ TEST(Table, HasEveryMethodAndEveryFieldOfTheInterfaces) {
     for (const fs::path& file : std::set<fs::path>(begin(folder), end(folder))) {
         const std::string name = file.stem();
         if (find(file, "(/I\\w+[.]hal)").empty() || !find(name, "(Callback)").empty()) continue;
-        std::ifstream stream(file);
-        const std::string text(std::istreambuf_iterator<char>(stream), {});
-        const std::string hal = std::regex_replace(text, noise, " ");
+        const std::string hal = std::regex_replace(::readFile(file), noise, " ");
         Texts& all = methods[name + "@" + file.parent_path().filename().string()];
         for (const auto& parent : find(hal, "extends (@[0-9.]+)")) all = methods[name + parent];
         for (const auto& own : find(hal, "(\\w+\\([^;]*);")) all.push_back(own);
@@ -149,24 +119,29 @@ TEST(Table, HasEveryMethodAndEveryFieldOfTheInterfaces) {
 }
 
 TEST(Calls, ReachTheObjectAndItsCallback) {
+    struct Gone : public FakeHdmiAudio {
+        Return<void> getAudioCapabilities(getAudioCapabilities_cb) override {
+            return Status::fromStatusT(android::DEAD_OBJECT);
+        }
+    };
     Callbacks callbacks;
-    const sp<HdmiAudio> object = new HdmiAudio;
+    const sp<FakeHdmiAudio> object = new FakeHdmiAudio, gone = new Gone;
     EXPECT_EQ("null", call({"IHdmiAudio", "setCallback", "callback"}, object.get(), &callbacks));
-    EXPECT_EQ("0", call({"IHdmiAudio@1.0", "setAudioCapabilities", R"(["A"])"}, object.get()));
-    EXPECT_EQ(Texts{R"(onCapabilityChanged ["A"])"}, callbacks.take());
+    EXPECT_EQ("0", call({"IHdmiAudio@1.0", "setAudioCapabilities", R"(["tell"])"}, object.get()));
+    EXPECT_EQ(Texts{R"(onCapabilityChanged ["tell"])"}, callbacks.take());
+    EXPECT_EQ("null", call({"IHdmiAudio", "setCallback", "null"}, object.get()));
+    EXPECT_EQ(nullptr, object->callback);
+    object->kept = {hidl_string("a\0b", 3), "\xFF", "\""};
     const char* expected = "[\"a\\u0000b\",\"\uFFFD\",\"\\\"\"]";
     EXPECT_EQ(expected, call({"IHdmiAudio", "getAudioCapabilities"}, object.get()));
-
-    EXPECT_EQ("null", call({"IHdmiAudio", "setCallback", "null"}, object.get()));
     EXPECT_EQ("the call failed: the other side is gone",
-              call({"IHdmiAudio", "getAudioCapabilities"}, object.get()));
+              call({"IHdmiAudio", "getAudioCapabilities"}, gone.get()));
 }
 
 TEST(Callback, IsServedUntilItsFirstCallOrUntilStopped) {
     const TempSet set;
-    const sp<HdmiAudio> object = new HdmiAudio;
-    ASSERT_EQ(android::OK, object->registerAsService());
-    const std::string arrival = "onCapabilityChanged [\"A\"]\n";
+    const sp<FakeHdmiAudio> object = served<FakeHdmiAudio>();
+    const std::string arrival = "onCapabilityChanged [\"tell\",\"\\n\"]\n";
     for (const Texts& stay : {Texts{}, Texts{"--stay"}}) {
         Texts words{"audioctl", "call", "IHdmiAudio@1.1", "setCallback", "callback"};
         words.insert(words.end(), stay.begin(), stay.end());
@@ -174,7 +149,7 @@ TEST(Callback, IsServedUntilItsFirstCallOrUntilStopped) {
         std::string expected = "null\n";
         for (size_t i = 0; i <= stay.size(); i++, expected += arrival) {
             ASSERT_TRUE(Program::poll([&] { return program.out() == expected; }));
-            EXPECT_EQ("0", call({"IHdmiAudio", "setAudioCapabilities", R"(["A"])"}, object.get()));
+            EXPECT_EQ(0, Program(kTell).wait());
         }
         EXPECT_EQ(0, stay.empty() ? program.wait() : program.signalAndWait(SIGTERM));
         EXPECT_EQ(expected, program.out());
@@ -183,8 +158,7 @@ TEST(Callback, IsServedUntilItsFirstCallOrUntilStopped) {
 
 TEST(Callback, EndsWithItsService) {
     const TempSet set;
-    Program service({"hidlaudio"});
-    ASSERT_TRUE(Program::poll([] { return V3_1::IOutputExternal::getService() != nullptr; }));
+    Service service;
     Program program(
             {"audioctl", "call", "IOutputExternal", "registerEncodingFormatListener", "callback"});
     ASSERT_TRUE(Program::poll([&] { return program.out() == "0\n"; }));
@@ -202,14 +176,12 @@ struct Upload : public testing::Test {
         set.write("small", "0123456789");
         set.write("large", "");
         std::filesystem::resize_file(set.path("large"), 1 << 30);
-        Program::poll([&] { return (virtualizer = Virtualizer::getService()) != nullptr; });
     }
     Texts words(const char* file) const { return {"audioctl", "upload", "device", set.path(file)}; }
 
-    using Virtualizer = V5_0::IHeadphoneVirtualizer;
     const TempSet set{{.hasBackEnd = true}};
-    Program service{{"hidlaudio"}};
-    sp<Virtualizer> virtualizer;
+    Service service;
+    const sp<V5_0::IHeadphoneVirtualizer> virtualizer = V5_0::IHeadphoneVirtualizer::getService();
 };
 
 TEST_F(Upload, TellsTheOutcome) {
@@ -250,13 +222,18 @@ TEST_F(Upload, EndsEarlyWhateverItDoes) {
     EXPECT_EQ(1, displaced.wait());
     EXPECT_TRUE(displaced.hasLogged("another client took over the kind (-1)"));
 
+    const auto areRequested = [&](size_t requests) {
+        return Program::poll([&] { return countOf(set.read("journal"), "ioctl(") == requests; });
+    };
     Program cancelled(words("small"));
+    ASSERT_TRUE(areRequested(1));
     ASSERT_TRUE(cancelled.hasLogged("waiting for the controller"));
     EXPECT_EQ(1, cancelled.signalAndWait(SIGTERM));
     EXPECT_EQ("cancelled (1)\n", cancelled.out());
 
     set.write("faults", "ioctl(0xC0106303) -1");
     Program insistent(words("small"));
+    ASSERT_TRUE(areRequested(3));
     ASSERT_TRUE(insistent.hasLogged("waiting for the controller"));
     kill(insistent.pid(), SIGINT);
     ASSERT_TRUE(insistent.hasLogged("(-4); still waiting"));
@@ -274,11 +251,10 @@ TEST_F(Upload, DoesNotBeginInVain) {
     service.signalAndWait(SIGKILL);
     EXPECT_EQ(3, Program(words("small")).wait());
 
-    struct Full : public fakes::FakeVirtualizer {
+    struct Full : public FakeVirtualizer {
         Return<int32_t> getMaxAppendSize() override { return 4; }
     };
-    const sp<Full> full = new Full;
-    ASSERT_EQ(android::OK, full->registerAsService());
+    const sp<Full> full = served<Full>();
     Program program(words("small"));
     EXPECT_EQ(1, program.wait());
     EXPECT_TRUE(program.hasLogged("no memory for 10 bytes"));
@@ -295,13 +271,11 @@ TEST_F(Upload, IsToASetWhoseStatusIsShown) {
 
 TEST(Watch, PrintsEachChangeUntilStopped) {
     const TempSet set;
-    const sp<HdmiAudio> object = new HdmiAudio;
-    ASSERT_EQ(android::OK, object->registerAsService());
+    const sp<FakeHdmiAudio> object = served<FakeHdmiAudio>();
     Program program({"audioctl", "watch"});
     ASSERT_TRUE(program.hasLogged("watching"));
-    EXPECT_EQ("0", call({"IHdmiAudio", "setAudioCapabilities", R"(["A","\n"])"}, object.get()));
-    EXPECT_EQ("0", call({"IHdmiAudio", "setAudioCapabilities", R"(["B"])"}, object.get()));
-    ASSERT_TRUE(Program::poll([&] { return program.out() == "A \\n\nB\n"; }));
+    for (int i = 0; i < 2; i++) EXPECT_EQ(0, Program(kTell).wait());
+    ASSERT_TRUE(Program::poll([&] { return program.out() == "tell \\n\ntell \\n\n"; }));
     EXPECT_EQ(0, program.signalAndWait(SIGINT));
 }
 
@@ -324,7 +298,7 @@ TEST(Status, ShowsAnyDataOfTheServicesThatAreThere) {
     const TempSet set;
     EXPECT_EQ(3, Program({"audioctl", "status"}).wait());
 
-    const sp<fakes::FakeCalibration> calibration = new fakes::FakeCalibration;
+    const sp<FakeCalibration> calibration = served<FakeCalibration>();
     EXPECT_EQ("9", call({"IAcousticCalibration", "setCalibratedData",
                          "@" SOURCE_DIR "/examples/calibration.json"},
                         calibration.get()));
@@ -334,9 +308,7 @@ TEST(Status, ShowsAnyDataOfTheServicesThatAreThere) {
     calibration->kept = {calibration->kept[0],
                          {"\033[2J\u009B\xFF\x7F", hostile, NAN, 3e38f},
                          {"", {}, -INFINITY, 0}};
-    ASSERT_EQ(android::OK, calibration->registerAsService());
-    const sp<fakes::FakeSpeaker> speaker = new fakes::FakeSpeaker;
-    ASSERT_EQ(android::OK, speaker->registerAsService());
+    const sp<FakeSpeaker> speaker = served<FakeSpeaker>();
     Program program({"audioctl", "status"});
     EXPECT_EQ(0, program.wait());
     EXPECT_EQ(R"(HDMI audio: not there
@@ -374,14 +346,14 @@ Room calibration
 }
 
 TEST(Status, EndsWithTheConnection) {
-    struct Dying : public fakes::FakeSpeaker {
+    struct Dying : public FakeSpeaker {
         Return<V2_0::SurroundType> getSurroundType() override { _exit(0); }
     };
     const TempSet set;
     const Process service([] {
         configureRpcThreadpool(1, true);
-        const sp<Dying> speaker = new Dying;
-        if (speaker->registerAsService() == android::OK) joinRpcThreadpool();
+        const sp<Dying> speaker = served<Dying>();
+        joinRpcThreadpool();
     });
     ASSERT_TRUE(Program::poll([&] {
         return set.has("run/" + std::string(V3_1::IOutputSpeaker::descriptor) + "/default");

@@ -12,8 +12,6 @@ using List = std::vector<calibratedData>;
 
 namespace {
 
-constexpr char kQuality[] = "fs/data/vendor/tmp/recipe/aqda.bin";
-
 calibratedData channel(const std::string& name, float volume = 0, float delay = 0, float gain = 0,
                        size_t bands = 31) {
     const std::vector<bandEqualizer> all(bands, {"", 1, 2, gain});

@@ -1,19 +1,14 @@
 /* HDMI audio: capabilities by name in the store, and the callbacks of clients. */
 
-#include <gtest/gtest.h>
-
 #include "V3_1/HdmiAudio.h"
 #include "host/tvset/clock.h"
+#include "tests/support/hidl_fakes.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_set.h"
 
-using namespace com::zavo::dtv::hardware::audio;
+using namespace fakes;
 using namespace std::chrono_literals;
-using android::sp;
-using android::hardware::hidl_string;
-using android::hardware::hidl_vec;
-using android::hardware::Return;
-using android::hardware::Void;
+using namespace std::string_literals;
 using V3_1::implementation::HdmiAudio;
 
 namespace {
@@ -22,26 +17,12 @@ constexpr char kArcDd[] = "g_audio__arc_dd_plus_capab";
 constexpr char kEarcDd[] = "g_audio__earc_ddp_cap";
 constexpr char kArcMp4[] = "g_audio__arc_mpeg4_aac_lc_capab";
 
-std::string D(const std::string& text) {
-    return "D hdmiaudio: " + text;
-}
-std::string E(const std::string& text) {
-    return "E hdmiaudio: " + text;
-}
+const auto D = [](const std::string& text) { return "D hdmiaudio: " + text; };
+const auto E = [](const std::string& text) { return "E hdmiaudio: " + text; };
 std::string write(const char* key, int value, int status = 0) {
     return std::string("a_mtktvapi_config_set_value(-1, \"") + key + "\", " +
            std::to_string(value) + ", 4) = " + std::to_string(status);
 }
-
-struct Callback : public V1_1::IHdmiAudioCallback {
-    Return<void> onCapabilityChanged(const hidl_vec<hidl_string>& names) override {
-        calls.push_back({names.begin(), names.end()});
-        if (onCall) onCall();
-        return Void();
-    }
-    std::vector<Lines> calls;
-    std::function<void()> onCall;
-};
 
 /** A set with a service, whose log and journal tell from the service's first call on. */
 struct Running {
@@ -50,13 +31,11 @@ struct Running {
         set.takeJournal();
     }
     int32_t store(const Lines& names) {
-        return service->setAudioCapabilities(hidl_vec<hidl_string>(names.begin(), names.end()));
+        return service->setAudioCapabilities(Words(names.begin(), names.end()));
     }
     Lines read() {
         Lines names;
-        service->getAudioCapabilities([&](const auto& list) {
-            for (const auto& name : list) names.push_back(name);
-        });
+        service->getAudioCapabilities([&](const auto& l) { names.assign(l.begin(), l.end()); });
         return names;
     }
     TempSet set;
@@ -113,7 +92,9 @@ TEST(HdmiAudio, StoredNumbersAreToldByNameAndAnythingElseAsNone) {
 }
 
 TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
-    const std::string failDd = "a_mtktvapi_config_set_value(arc_dd) 6";
+    const auto dd = [](int value, int status = 0) { return write(kArcDd, value, status); };
+    const auto mp4 = [](int value) { return write(kArcMp4, value); };
+    const std::string failDd = "a_mtktvapi_config_set_value(arc_dd) 6", longName(100'000, 'x');
     // clang-format off
     const struct {
         Lines names;
@@ -124,30 +105,30 @@ TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
             {{}, "", -1, {}, {}},
             {{"", ""}, "", -1, {}, {}},
             {{"EARC_DD_PLUS", "arc_dd_plus", "ARC_DD"}, "", -1, {}, {}},
-            {{"ARC_DD_PLUS "}, "", -1, {}, {}},
-            {{std::string("ARC_DD_PLUS\0", 12)}, "", -1, {}, {}},
-            {{"ARC_DD_ATMOS", "ARC_DD_NONE"}, "", 0,
-             {write(kArcDd, 2), write(kArcDd, 2)}, {"ARC_DD_ATMOS", "ARC_DD_NONE"}},
-            {{"ARC_DD_", "ARC_DD_PLUS"}, "", 0,
-             {write(kArcDd, 1), write(kArcDd, 1)}, {"ARC_DD_", "ARC_DD_PLUS"}},
-            {{"ARC_MP4AAC_7_1", "x", "ARC_DD_PLUS"}, "", 0,
-             {write(kArcMp4, 2), write(kArcDd, 1)}, {"ARC_MP4AAC_7_1", "ARC_DD_PLUS"}},
-            {{"ARC_DD_PLUS", "ARC_MP4AAC_5_1"}, failDd, 0,
-             {write(kArcDd, 1, 6), write(kArcMp4, 1)}, {"ARC_MP4AAC_5_1"}},
-            {{"ARC_MP4AAC_5_1", "ARC_DD_PLUS"}, failDd, 0,
-             {write(kArcMp4, 1), write(kArcDd, 1, 6)}, {"ARC_MP4AAC_5_1"}},
-            {{"ARC_DD_PLUS", "EARC_DD_PLUS"}, failDd, 6, {write(kArcDd, 1, 6)}, {}},
-            {{"ARC_DD_PLUS", "ARC_MP4AAC_x"}, failDd, -1, {write(kArcDd, 1, 6)}, {}},
+            {{"ARC_DD_PLUS ", "ARC_DD_PLUS\0"s, "\0ARC_DD_PLUS"s, "ARC_DD_" + longName}, "", -1,
+             {}, {}},
+            {Lines(10'000, "EARC_DD_PLUS") + Lines{longName, "ARC_DD_NONE"}, "", 0,
+             {dd(0)}, {"ARC_DD_NONE"}},
+            {{"ARC_DD_ATMOS", "ARC_DD_NONE"}, "", 0, {dd(2), dd(2)},
+             {"ARC_DD_ATMOS", "ARC_DD_NONE"}},
+            {{"ARC_DD_", "ARC_DD_PLUS"}, "", 0, {dd(1), dd(1)}, {"ARC_DD_", "ARC_DD_PLUS"}},
+            {{"ARC_MP4AAC_7_1", "x", "ARC_DD_PLUS"}, "", 0, {mp4(2), dd(1)},
+             {"ARC_MP4AAC_7_1", "ARC_DD_PLUS"}},
+            {{"ARC_DD_PLUS", "ARC_MP4AAC_5_1"}, failDd, 0, {dd(1, 6), mp4(1)}, {"ARC_MP4AAC_5_1"}},
+            {{"ARC_MP4AAC_5_1", "ARC_DD_PLUS"}, failDd, 0, {mp4(1), dd(1, 6)}, {"ARC_MP4AAC_5_1"}},
+            {{"ARC_DD_PLUS", "EARC_DD_PLUS"}, failDd, 6, {dd(1, 6)}, {}},
+            {{"ARC_DD_PLUS", "ARC_MP4AAC_x"}, failDd, -1, {dd(1, 6)}, {}},
     };
     // clang-format on
     for (const auto& c : cases) {
         Running tv;
-        const sp<Callback> callback = new Callback;
-        tv.service->setCallback(callback).isOk();
+        std::vector<Lines> told;
+        const auto keep = [&](const Words& names) { told.push_back({names.begin(), names.end()}); };
+        tv.service->setCallback(new Callback(keep)).isOk();
         tv.set.write("faults", c.faults);
         EXPECT_EQ(c.status, tv.store(c.names));
         EXPECT_EQ(c.writes, tv.set.takeJournal());
-        EXPECT_EQ(std::vector(c.changed.empty() ? 0 : 1, c.changed), callback->calls);
+        EXPECT_EQ(std::vector(c.changed.empty() ? 0 : 1, c.changed), told);
     }
 }
 
@@ -164,31 +145,31 @@ TEST(HdmiAudio, LogsWhatItIsAskedAndWhatItStores) {
 
 TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
     Running tv;
-    const sp<Callback> twice = new Callback, once = new Callback, late = new Callback;
+    using Calls = std::array<int, 3>;
+    Calls calls{};  // of twice, late, once
+    const auto count = [&](int i) { return new Callback([&, i](const Words&) { calls[i]++; }); };
+    const sp<Callback> twice = count(0), late = count(1);
+    const sp<Callback> once = new Callback([&](const Words&) {
+        if (calls[2]++ == 0) tv.service->setCallback(late).isOk();
+    });
     tv.service->setCallback(nullptr).isOk();
     for (const auto& callback : {twice, once, twice}) tv.service->setCallback(callback).isOk();
     EXPECT_EQ((Lines{D("callback is nullptr. skip setCallback"), D("set callback"),
                      D("set callback"), D("set callback")}),
               tv.log.take());
-    once->onCall = [&] { tv.service->setCallback(late).isOk(); };
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
-    EXPECT_EQ(2u, twice->calls.size());
-    EXPECT_EQ(1u, once->calls.size());
-    EXPECT_EQ(0u, late->calls.size());
+    EXPECT_EQ((Calls{2, 0, 1}), calls);
     const Lines log = tv.log.take();
     EXPECT_EQ(D("issue capability changed callback event"), *(log.end() - 3));
     EXPECT_EQ(D("set callback"), *(log.end() - 2));
 
-    once->onCall = nullptr;
     tv.service->serviceDied(0, sp<Callback>(twice));
     EXPECT_EQ((Lines{E("Monitored process died"), D("remove callback"), D("remove callback")}),
               tv.log.take());
-    tv.service->serviceDied(0, android::wp<V1_1::IHdmiAudioCallback>(sp(new Callback)));
+    tv.service->serviceDied(0, wp<IHdmiAudioCallback>(sp<Callback>(count(0))));
     EXPECT_EQ(Lines{E("Monitored process died")}, tv.log.take());
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
-    EXPECT_EQ((std::vector{2u, 2u, 1u}),
-              (std::vector{unsigned(twice->calls.size()), unsigned(once->calls.size()),
-                           unsigned(late->calls.size())}));
+    EXPECT_EQ((Calls{2, 1, 2}), calls);
 }
 
 }  // namespace

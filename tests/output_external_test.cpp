@@ -17,7 +17,6 @@ namespace {
 const std::string kPath = "/data/vendor/zavo/hidlaudio/bitstream_output_mode.data";
 const std::string kFile = "fs" + kPath;
 constexpr char kStore[] = "config/g_audio__bitstream_output_mode";
-constexpr char kMarker[] = "fs/data/vendor/tmp/dtv_svc_is_ready";
 const std::string kOff("\2\0\0\0", 4);
 const std::string kOn("\0\0\0\0", 4);
 

@@ -1,13 +1,10 @@
 /* The TV's own speakers: surround type, and position with and without a primary audio HAL. */
 
-#include <gtest/gtest.h>
-
 #include "V3_1/OutputSpeaker.h"
 #include "host/tvset/clock.h"
 #include "platform/PrimaryHalAccessor.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/program.h"
-#include "tests/support/temp_set.h"
 
 using namespace com::zavo::dtv::hardware::audio::platform;
 using namespace std::chrono_literals;
@@ -64,8 +61,7 @@ TEST(OutputSpeaker, StartPassesTheStoredPositionToADeviceOpenedOnce) {
     const struct {
         int position;
         const char* faults;
-        Lines log;
-        Lines journal;
+        Lines log, journal;
     } cases[] = {
             {0, "", {kRead + "0", kEnd}, {kOpened, kFind + "0) = 0", kTableTop + "0"}},
             {1, "", {kRead + "1", kEnd}, {kFind + "1) = 0", kWallMount + "0"}},
@@ -76,6 +72,7 @@ TEST(OutputSpeaker, StartPassesTheStoredPositionToADeviceOpenedOnce) {
     };
     Tv tv;
     const Hal hal;
+    EXPECT_EQ(1, Program({"tvset", "primary-hal"}).wait()) << "a set has one";
     for (const auto& c : cases) {
         tv.set.write(kPosition, to_string(c.position));
         tv.set.write("faults", c.faults);
@@ -172,10 +169,8 @@ TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
     const struct {
         int kept[3];  // position, surround type, speaker
         std::string faults;
-        int position;
-        int type;
-        Lines positionLog;
-        Lines typeLog;
+        int position, type;
+        Lines positionLog, typeLog;
     } cases[] = {
             {{0, 0, 0}, "", 0, 0, {value + "0, result = 0", position + "0"}, {type + "0"}},
             {{1, 1, 0}, "", 1, 1, wallMount, {type + "1"}},

@@ -1,25 +1,14 @@
 /* The service as clients meet it: a process that is started, called, killed and started again. */
 
-#include <com/zavo/dtv/hardware/audio/3.1/IOutputSpeaker.h>
-#include <gtest/gtest.h>
-#include <hidl/HidlTransportSupport.h>
-
 #include <set>
-#include <sstream>
 
+#include "tests/support/hidl_fakes.h"
 #include "tests/support/program.h"
-#include "tests/support/temp_set.h"
 
-using namespace com::zavo::dtv::hardware::audio;
-using android::sp;
-using android::hardware::Return;
-using V2_0::SurroundType;
-using V3_1::TvPositionType;
 using Lines = std::vector<std::string>;
+using Names = std::set<std::string>;
 
 namespace {
-
-constexpr char kMarker[] = "fs/data/vendor/tmp/dtv_svc_is_ready";
 
 /** What a complete service serves. */
 const Lines kServices{"com.zavo.dtv.hardware.audio@3.1::IAcousticCalibration/default",
@@ -31,10 +20,7 @@ const Lines kServices{"com.zavo.dtv.hardware.audio@3.1::IAcousticCalibration/def
                       "com.zavo.dtv.hardware.audio@5.0::IHeadphoneVirtualizer/default"};
 
 Lines split(const std::string& text) {
-    std::istringstream stream(text);
-    Lines lines;
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
+    return find(text, "([^\n]*)\n");
 }
 
 struct Outcome {
@@ -42,39 +28,16 @@ struct Outcome {
     std::string out;
 };
 
-Outcome audioctl(std::vector<std::string> words) {
-    words.insert(words.begin(), "audioctl");
-    Program program(words);
+/** @param words of its command line, separated by blanks. */
+Outcome audioctl(const std::string& words) {
+    Program program(find("audioctl " + words, "(\\S+)"));
     const int status = program.wait();
     return {status, program.out()};
 }
 
-Outcome call(const std::string& interface, const std::string& method,
-             const std::vector<std::string>& arguments = {}) {
-    std::vector<std::string> words{"call", interface, method};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    return audioctl(words);
-}
-
 /** Waits until all services are there. */
 bool isServing() {
-    return Program::poll([] { return split(audioctl({"list"}).out) == kServices; });
-}
-
-std::string readFile(const std::string& name) {
-    std::ifstream file(std::string(SOURCE_DIR) + "/" + name);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/** Everything in a text that stands between two others. */
-std::set<std::string> findAll(const std::string& text, const std::string& before,
-                              const std::string& after) {
-    std::set<std::string> found;
-    for (size_t at = 0; (at = text.find(before, at)) != std::string::npos;) {
-        at += before.size();
-        found.insert(text.substr(at, text.find(after, at) - at));
-    }
-    return found;
+    return Program::poll([] { return split(audioctl("list").out) == kServices; });
 }
 
 TEST(Process, RefusesToStartWithoutASet) {
@@ -89,39 +52,32 @@ TEST(Process, RefusesToStartWithoutASet) {
 
 TEST(Process, RegistersEveryServiceAndKeepsASettingOverARestart) {
     TempSet set;
-    for (const char* expected : {"true", "false"}) {
+    for (const char* expected : {"true\n", "false\n"}) {
         Program service({"hidlaudio"});
         ASSERT_TRUE(isServing());
         EXPECT_EQ("D HidlAudio: ########## HIDL server side: main() is called:",
                   split(service.err()).front());
-        EXPECT_EQ(std::string(expected) + "\n",
-                  call("IOutputExternal", "getForceEncodingEnabled").out);
-        EXPECT_EQ("0\n", call("IOutputExternal@2.0", "setForceEncodingEnabled", {"false"}).out);
-        EXPECT_EQ(
-                "null\n",
-                call("IOutputEncodingStatusListener", "onEncodingFormatChanged", {"\"auto\""}).out);
+        EXPECT_EQ(expected, audioctl("call IOutputExternal getForceEncodingEnabled").out);
+        EXPECT_EQ("0\n", audioctl("call IOutputExternal@2.0 setForceEncodingEnabled false").out);
+        const char* tell = "call IOutputEncodingStatusListener onEncodingFormatChanged auto";
+        EXPECT_EQ("null\n", audioctl(tell).out);
         EXPECT_EQ(128 + SIGTERM, service.signalAndWait(SIGTERM));
     }
-    EXPECT_EQ(3, call("IOutputExternal", "getEncodingFormat").status);
+    EXPECT_EQ(3, audioctl("call IOutputExternal getEncodingFormat").status);
 }
 
 TEST(Process, IsNotReachableBeforeEveryServiceIsMade) {
     TempSet set({.isReady = false});
     Program service({"hidlaudio"});
     ASSERT_TRUE(service.hasLogged("waiting dtv_svc>>>>> count:5"));
-    EXPECT_EQ("", audioctl({"list"}).out);
+    EXPECT_EQ("", audioctl("list").out);
     set.write(kMarker, "");
     EXPECT_TRUE(isServing());
 }
 
 TEST(Process, EndsWhenARegistrationFailsAndKeepsTheEarlierOnes) {
-    struct Other : public V3_1::IOutputSpeaker {
-        Return<SurroundType> getSurroundType() override { return SurroundType::TYPE_0; }
-        Return<TvPositionType> getTvPosition() override { return TvPositionType::TABLE_TOP; }
-        Return<int32_t> setTvPosition(int32_t) override { return 0; }
-    };
     TempSet set;
-    const sp<V3_1::IOutputSpeaker> other = new Other;
+    const android::sp<fakes::FakeSpeaker> other = new fakes::FakeSpeaker;
     ASSERT_EQ(android::OK, other->registerAsService());
 
     Program service({"hidlaudio"});
@@ -141,44 +97,24 @@ TEST(Process, EndsWhenARegistrationFailsAndKeepsTheEarlierOnes) {
     }
 }
 
-TEST(Process, OutlivesAHalThatHangs) {
-    TempSet set;
-    Program hal({"tvset", "primary-hal"});
-    ASSERT_TRUE(Program::poll([&] { return hal.out() != ""; }));
-    EXPECT_EQ(1, Program({"tvset", "primary-hal"}).wait());  // a set has one
-
-    Program service({"hidlaudio"});
-    ASSERT_TRUE(Program::poll([] { return call("IOutputSpeaker", "getTvPosition").status == 0; }));
-    const char *stored = "a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", 1, 7) = 0",
-               *sent = "setParameters([], [{\"tv_position\", \"wall_mount\"}]) = 0";
-    for (const char* last : {sent, stored}) {
-        EXPECT_EQ("0\n", call("IOutputSpeaker", "setTvPosition", {"1"}).out);
-        EXPECT_EQ(last, set.takeJournal().back());
-        kill(hal.pid(), SIGSTOP);
-    }
-}
-
 TEST(Process, ServesWhatItsInitFileItsManifestAndTheFrozenHashesName) {
     TempSet set;
-    Program service({"hidlaudio"});
-    ASSERT_TRUE(isServing());
-    std::set<std::string> served;
+    const Service service;
+    std::string run;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(set.path("run"))) {
-        if (entry.path().filename() == "default") {
-            served.insert(entry.path().parent_path().filename());
-        }
+        run += entry.path().string() + '\n';
     }
-    EXPECT_EQ(served, findAll(readFile("service/hidlaudio.rc"), "interface ", " default"));
-
-    const std::string package = "com.zavo.dtv.hardware.audio";
-    const std::string manifest = readFile("service/manifest_hidlaudio.xml");
-    std::set<std::string> inManifest;
-    for (const auto& name : findAll(manifest, "<fqname>", "/default<")) {
-        inManifest.insert(package + name);
-    }
-    EXPECT_EQ(served, inManifest);
-
-    const auto frozen = findAll(readFile("interfaces/current.txt"), " ", "\n");
+    const auto named = [](const std::string& text, const std::string& expression) {
+        const Lines found = find(text, expression);
+        return Names(found.begin(), found.end());
+    };
+    const auto source = [](const std::string& name) { return readFile(SOURCE_DIR "/" + name); };
+    const std::string package = "(?:com.zavo.dtv.hardware.audio)?";
+    const Names served = named(run, "/run/" + package + "(.*)/default\n");
+    const std::string rc = source("service/hidlaudio.rc");
+    EXPECT_EQ(served, named(rc, "interface " + package + "(.*) default"));
+    EXPECT_EQ(served, named(source("service/manifest_hidlaudio.xml"), "<fqname>(.*)/default<"));
+    const Names frozen = named(source("interfaces/current.txt"), " " + package + "(.*)\n");
     for (const std::string& name : served) EXPECT_TRUE(frozen.count(name)) << name;
 }
 

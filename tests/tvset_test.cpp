@@ -11,7 +11,6 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/timerfd.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -26,6 +25,7 @@
 #include "platform/bectrl.h"
 #include "platform/middleware.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/process.h"
 #include "tests/support/temp_set.h"
 
 using namespace std::chrono_literals;
@@ -35,7 +35,6 @@ using testing::ExitedWithCode;
 
 namespace {
 
-constexpr char kMarker[] = "/data/vendor/tmp/dtv_svc_is_ready";
 constexpr char kModeFile[] = "/data/vendor/zavo/hidlaudio/bitstream_output_mode.data";
 
 int resultOf(const std::string& operation, const std::string& arguments = "") {
@@ -86,16 +85,12 @@ TEST(Journal, KeepsLinesWholeWhileManyWriteAndOneTruncates) {
     const auto writeMany = [&] {
         for (int i = 0; i < 500; ++i) tvset::appendToJournal(line);
     };
-    const pid_t child = fork();
-    if (child == 0) {
-        writeMany();
-        _exit(0);
-    }
+    Process child(writeMany);
     std::thread other(writeMany);
     set.takeJournal();
     writeMany();
     other.join();
-    waitpid(child, nullptr, 0);
+    EXPECT_EQ(0, child.wait());
     const Lines journal = set.takeJournal();
     EXPECT_GE(journal.size(), 500u);
     for (const auto& found : journal) ASSERT_EQ(line, found);
@@ -146,9 +141,10 @@ TEST(ConfigStore, KeepsWhatIsWrittenAndNothingElse) {
 
 TEST(Seam, LeadsThePathsOfTheSetIntoTheSetAndNoOthers) {
     const TempSet set;
-    EXPECT_EQ(0, access(kMarker, F_OK));
-    set.remove(std::string("fs") + kMarker);
-    EXPECT_EQ(-1, access(kMarker, F_OK));
+    for (const int result : {0, -1}) {
+        EXPECT_EQ(result, access("/data/vendor/tmp/dtv_svc_is_ready", F_OK));
+        set.remove(kMarker);
+    }
     FILE* completion = fopen("/proc/driver/zavo_bectrl/audio/hrtf_parameter_complete", "rb");
     ASSERT_NE(nullptr, completion);
     fclose(completion);
@@ -157,8 +153,8 @@ TEST(Seam, LeadsThePathsOfTheSetIntoTheSetAndNoOthers) {
     const int fd = open(kModeFile, O_RDWR | O_CREAT, 0600);
     EXPECT_EQ(4, write(fd, "mode", 4));
     close(fd);
-    EXPECT_EQ("mode", set.read(std::string("fs") + kModeFile));
-    EXPECT_EQ(0600u, set.mode(std::string("fs") + kModeFile));
+    EXPECT_EQ("mode", set.read("fs"s + kModeFile));
+    EXPECT_EQ(0600u, set.mode("fs"s + kModeFile));
     EXPECT_EQ(Lines{}, set.takeJournal());
 }
 

@@ -5,35 +5,23 @@
 
 #include <android/log.h>
 #include <fuzzer/FuzzedDataProvider.h>
-#include <stdlib.h>
 
-#include <fstream>
+#include "tests/support/calibration_set.h"
 
-#include "V3_1/AcousticCalibration.h"
-#include "platform/PrimaryHalAccessor.h"
-#include "tests/support/temp_set.h"
-
-using namespace com::zavo::dtv::hardware::audio;
-using V3_1::implementation::AcousticCalibration;
+using namespace calibration_set;
 
 namespace {
 
 /** The primary audio device of the set: what it is told must be a number. */
-struct Device : public platform::IPrimaryDevice {
-    android::hardware::Return<platform::Result> setParameters(
-            const android::hardware::hidl_vec<android::hardware::audio::V5_0::ParameterValue>&,
-            const android::hardware::hidl_vec<android::hardware::audio::V5_0::ParameterValue>&
-                    parameters) override {
+struct NumberDevice : public platform::IPrimaryDevice {
+    Return<Result> setParameters(const hidl_vec<ParameterValue>&,
+                                 const hidl_vec<ParameterValue>& parameters) override {
         char* end = nullptr;
         strtod(parameters[0].value.c_str(), &end);
         if (*end != '\0') abort();
-        return platform::Result::OK;
+        return Result::OK;
     }
 };
-
-void write(const TempSet& set, const char* name, const std::string& bytes) {
-    std::ofstream(set.path(name), std::ios::binary) << bytes;
-}
 
 /** The regions of the audio-quality data are far behind its start: only they are worth filling. */
 std::string qualityFile(std::string regions) {
@@ -48,18 +36,19 @@ std::string qualityFile(std::string regions) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const TempSet set;
     __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
-    platform::openDeviceCallback(platform::Result::OK, new Device);
+    platform::openDeviceCallback(Result::OK, new NumberDevice);
 
     FuzzedDataProvider input(data, size);
     constexpr std::streamoff kModel = 0x1001A;
     std::fstream(set.path("eeprom.bin")).seekp(kModel).put(input.ConsumeBool());
-    const std::string folder = "fs/data/vendor/zavo/hidlaudio/";
-    write(set, (folder + "aud_ac_enabled.data").c_str(), input.ConsumeRandomLengthString(2));
-    write(set, "fs/data/vendor/tmp/recipe/aqda.bin",
-          qualityFile(input.ConsumeRandomLengthString()));
-    write(set, (folder + "aud_ac.data").c_str(), input.ConsumeRemainingBytesAsString());
+    const auto write = [](const char* name, const std::string& bytes) {
+        std::ofstream(set.path(name), std::ios::binary) << bytes;
+    };
+    write(kFlag, input.ConsumeRandomLengthString(2));
+    write(kQuality, qualityFile(input.ConsumeRandomLengthString()));
+    write(kTable, input.ConsumeRemainingBytesAsString());
 
-    const android::sp<AcousticCalibration> service = new AcousticCalibration;
+    const sp<AcousticCalibration> service = new AcousticCalibration;
     service->getCalibrationParameters([](const V3_0::calibrationParameters& parameters) {
         for (const auto& curve : parameters.channelCurves) {
             if (curve.bands.size() != 31) abort();

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <limits>
 #include <string>
 
@@ -25,17 +23,14 @@ using V3_1::implementation::AcousticCalibration;
 
 constexpr char kTable[] = "fs/data/vendor/zavo/hidlaudio/aud_ac.data";
 constexpr char kFlag[] = "fs/data/vendor/zavo/hidlaudio/aud_ac_enabled.data";
+constexpr char kQuality[] = "fs/data/vendor/tmp/recipe/aqda.bin";
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 inline const std::string kOn(1, '\1'), kOff(1, '\0');
 inline const std::string kDelays("\1\0\0\0", 4), kEnd(4, '\0');
 
-inline std::string D(const std::string& text) {
-    return "D AudioAC: " + text;
-}
-inline std::string E(const std::string& text) {
-    return "E AudioAC: " + text;
-}
+inline const auto D = [](const std::string& text) { return "D AudioAC: " + text; };
+inline const auto E = [](const std::string& text) { return "E AudioAC: " + text; };
 inline const std::string kNoRead = "fread AcousticCalibration enabled data failed, errno ";
 inline const std::string kNoWrite = "fwrite AcousticCalibration enabled data failed, errno ";
 

@@ -5,12 +5,6 @@
 #include <map>
 #include <string>
 
-inline size_t countOf(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != text.npos; at += part.size()) count++;
-    return count;
-}
-
 /** What the service has of the machine. */
 struct Possessions {
     explicit Possessions(pid_t pid) {
@@ -26,8 +20,11 @@ struct Possessions {
         }
     }
     bool isNoMoreThan(const Possessions& before, long moreMiB) const {
-        return descriptors == before.descriptors && threads == before.threads &&
-               residentKiB < before.residentKiB + moreMiB * 1024;
+        for (const auto& [kind, count] : descriptors) {
+            const auto found = before.descriptors.find(kind);
+            if (found == before.descriptors.end() || found->second < count) return false;
+        }
+        return threads <= before.threads && residentKiB < before.residentKiB + moreMiB * 1024;
     }
 
     std::map<std::string, int> descriptors;  // by kind

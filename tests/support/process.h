@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -46,22 +47,11 @@ class Process {
         siginfo_t info{};
         return waitid(P_PID, mPid, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
     }
-    /** A line of /proc/PID/status. */
-    std::string status(const std::string& name) const {
-        std::ifstream file("/proc/" + std::to_string(mPid) + "/status");
-        for (std::string line; std::getline(file, line);) {
-            if (line.rfind(name, 0) == 0) return line;
-        }
-        return "";
-    }
-    /** Processor time that it has used, in clock ticks. */
-    long ticks() const {
-        std::ifstream file("/proc/" + std::to_string(mPid) + "/stat");
-        std::string word;
-        for (int i = 0; i < 13; i++) file >> word;
-        long user = 0, system = 0;
-        file >> user >> system;
-        return user + system;
+    /** For how long its first thread has run, to the nanosecond. */
+    std::chrono::nanoseconds workTime() const {
+        long time = -1;
+        std::ifstream("/proc/" + std::to_string(mPid) + "/schedstat") >> time;
+        return std::chrono::nanoseconds(time);
     }
 
   private:

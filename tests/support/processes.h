@@ -9,9 +9,9 @@
 #include "tests/support/process.h"
 
 /** Lines that pass from one process of a test to another, in order. */
-class Lines {
+class LinePipe {
   public:
-    Lines() {
+    LinePipe() {
         if (pipe2(mEnds, O_CLOEXEC) != 0) abort();
     }
 
@@ -34,5 +34,5 @@ class Lines {
     int mEnds[2];
 };
 
-inline Lines* gJournal;  // what servers and clients tell the test
-inline Lines* gOrders;   // what the test tells a client
+inline const LinePipe gJournal;  // what servers and clients tell the test
+inline const LinePipe gOrders;   // what the test tells a client

@@ -1,29 +1,26 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 
-#include <chrono>
-#include <filesystem>
-#include <iterator>
-#include <stdexcept>
 #include <thread>
-#include <vector>
 
 #include "tests/support/process.h"
+#include "tests/support/temp_set.h"
 
 /** A program of the build, running in the environment of the test until this object ends. */
 class Program : public Process {
   public:
     /** @param words name of the program in the build's folder, and its arguments. */
-    explicit Program(const std::vector<std::string>& words) : Program(words, makeFolder()) {}
+    explicit Program(const std::vector<std::string>& words) : Program(words, makeTempFolder()) {}
     ~Program() {
         end();
         std::filesystem::remove_all(mFolder);
     }
 
     /** What it has written so far. */
-    std::string out() const { return read("/out"); }
-    std::string err() const { return read("/err"); }
+    std::string out() const { return readFile(mFolder + "/out"); }
+    std::string err() const { return readFile(mFolder + "/err"); }
 
     /** Waits until it has written a text to standard error; false after 10 seconds. */
     bool hasLogged(const std::string& text) const {
@@ -54,18 +51,19 @@ class Program : public Process {
           }),
           mFolder(folder) {}
 
-    static std::string makeFolder() {
-        std::string folder = std::filesystem::temp_directory_path() / "program-XXXXXX";
-        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        return folder;
-    }
     static void redirect(const std::string& path, int to) {
         dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), to);
     }
-    std::string read(const char* name) const {
-        std::ifstream file(mFolder + name);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
 
     const std::string mFolder;
+};
+
+/** The service, which has answered a first call by now. */
+struct Service : public Program {
+    Service() : Program({"hidlaudio"}) {
+        EXPECT_TRUE(poll([] {  // for the one that is registered last
+            return Program({"audioctl", "call", "IHeadphoneVirtualizer", "getMaxAppendSize"})
+                           .wait() == 0;
+        })) << err();
+    }
 };

@@ -3,20 +3,24 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "host/tvset/create.h"
+#include "tests/support/text.h"
+
+/** There once the middleware is ready. */
+constexpr char kMarker[] = "fs/data/vendor/tmp/dtv_svc_is_ready";
+
+inline std::string makeTempFolder() {
+    std::string folder = std::filesystem::temp_directory_path() / "hidlaudio-test-XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    return folder;
+}
 
 /** A set in a directory of its own, the one that TVSET_ROOT names while the object lives. */
 class TempSet {
   public:
     explicit TempSet(const tvset::SetOptions& options = {}) {
-        mRoot = std::filesystem::temp_directory_path() / "tvset-test-XXXXXX";
-        if (mkdtemp(mRoot.data()) == nullptr) throw std::runtime_error("no temporary directory");
         tvset::createSet(mRoot, options);
         setenv("TVSET_ROOT", mRoot.c_str(), 1);
     }
@@ -26,7 +30,6 @@ class TempSet {
         std::filesystem::remove_all(mRoot, ignored);
     }
     TempSet(const TempSet&) = delete;
-    TempSet& operator=(const TempSet&) = delete;
 
     std::string path(const std::string& name) const { return mRoot + "/" + name; }
 
@@ -37,10 +40,7 @@ class TempSet {
         return static_cast<unsigned>(std::filesystem::status(path(name)).permissions());
     }
 
-    std::string read(const std::string& name) const {
-        std::ifstream file(path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string read(const std::string& name) const { return readFile(path(name)); }
 
     /** Puts a new file in the old one's place, so that a change is seen however soon it follows. */
     void write(const std::string& name, const std::string& content) const {
@@ -60,5 +60,5 @@ class TempSet {
     }
 
   private:
-    std::string mRoot;
+    const std::string mRoot = makeTempFolder();
 };
