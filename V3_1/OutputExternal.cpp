@@ -13,11 +13,13 @@ namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
 using ::android::base::unique_fd;
 using ::android::hardware::Void;
-using platform::kBitstreamOutputMode;
 using platform::readConfig;
 using platform::writeConfig;
 
 namespace {
+
+/** 0: forced encoding of the external output on, 2: off. */
+constexpr platform::ConfigKey kBitstreamOutputMode{"g_audio__bitstream_output_mode", 7};
 
 constexpr platform::DtvSvcWait kWait{
         nullptr, "hidlaudio", 10, 2000, ANDROID_LOG_DEBUG, "dtv_svc rpc server failed.", false};

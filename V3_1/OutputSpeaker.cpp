@@ -11,14 +11,18 @@ namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
 using ::android::sp;
 using platform::IPrimaryDevice;
-using platform::kSpeaker;
-using platform::kSurroundType;
-using platform::kTvPosition;
 using platform::PrimaryHalAccessor;
 using platform::readConfig;
 using platform::writeConfig;
 
 namespace {
+
+/** 0: table top, 1: wall mount. */
+constexpr platform::ConfigKey kTvPosition{"g_audio__tv_position", 7};
+/** Surround type of the TV's own speakers: 0, 1 or 2. */
+constexpr platform::ConfigKey kSurroundType{"g_audio__spk_sur_type", 0};
+/** 1 overrides the surround type with 0. */
+constexpr platform::ConfigKey kSpeaker{"g_audio__aud_speaker", 0};
 
 constexpr platform::DtvSvcWait kWait{
         LOG_TAG, "hidlaudio", 10, 2000, ANDROID_LOG_DEBUG, "dtv_svc rpc server failed.", false};

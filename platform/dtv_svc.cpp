@@ -27,13 +27,12 @@ bool waitDtvSvcBoot(const DtvSvcWait& wait) {
     for (int count = 0; count < wait.limit; count++) {
         if (isDtvSvcReady()) {
             if (wait.logsReady) {
-                __android_log_print(ANDROID_LOG_INFO, wait.tag,
-                                    "<<<<<%s dtv_svc is ready !>>>>> count:%d", wait.waiter, count);
+                ALOG(LOG_INFO, wait.tag, "<<<<<%s dtv_svc is ready !>>>>> count:%d", wait.waiter,
+                     count);
             }
             return true;
         }
-        __android_log_print(ANDROID_LOG_DEBUG, wait.tag, "<<<<<%s waiting dtv_svc>>>>> count:%d",
-                            wait.waiter, count);
+        ALOG(LOG_DEBUG, wait.tag, "<<<<<%s waiting dtv_svc>>>>> count:%d", wait.waiter, count);
         sleepMs(wait.sleepMs);
     }
     __android_log_print(wait.timeoutPriority, wait.tag, "%s", wait.timeoutLine);
@@ -44,10 +43,9 @@ void connectToDtvSvc(const char* tag, const char* service) {
     IMtkPb_Ctrl_Init();
     const int32_t result = MTAL_InitExCb(0);
     if (result != 0) {
-        __android_log_print(ANDROID_LOG_ERROR, tag, "ERROR: %s MTAL_Init.... , r = %d \n", service,
-                            result);
+        ALOG(LOG_ERROR, tag, "ERROR: %s MTAL_Init.... , r = %d \n", service, result);
     } else {
-        __android_log_print(ANDROID_LOG_DEBUG, tag, "%s mtal open success", service);
+        ALOG(LOG_DEBUG, tag, "%s mtal open success", service);
     }
 }
 

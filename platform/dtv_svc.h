@@ -57,16 +57,6 @@ struct ConfigKey {
     uint32_t mode;
 };
 
-/** 0: table top, 1: wall mount. */
-constexpr ConfigKey kTvPosition{"g_audio__tv_position", 7};
-/** Surround type of the TV's own speakers: 0, 1 or 2. */
-constexpr ConfigKey kSurroundType{"g_audio__spk_sur_type", 0};
-/** 1 overrides the surround type with 0. */
-constexpr ConfigKey kSpeaker{"g_audio__aud_speaker", 0};
-
-/** 0: forced encoding of the external output on, 2: off. */
-constexpr ConfigKey kBitstreamOutputMode{"g_audio__bitstream_output_mode", 7};
-
 /**
  * Reads a value from the store; nothing is ever kept here.
  *

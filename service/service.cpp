@@ -68,7 +68,7 @@ int main() {
     std::array<sp<IBase>, kServices.size()> services;
     for (size_t i = 0; i < kServices.size(); i++) services[i] = kServices[i].create();
 
-    // One thread serves everything: this one. The services rely on it and lock nothing.
+    // One thread serves everything: this one. The services rely on it.
     configureRpcThreadpool(1, true);
 
     for (size_t i = 0; i < kServices.size(); i++) {

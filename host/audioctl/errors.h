@@ -26,4 +26,11 @@ inline void examine(const android::hardware::details::return_status& status) {
     if (!status.isOk()) throw ServiceError("the call failed: " + status.description());
 }
 
+/** The result of a call. Throws ServiceError if it did not get through. */
+template <typename T>
+T valueOf(const android::hardware::Return<T>& result) {
+    examine(result);
+    return result;
+}
+
 }  // namespace audioctl

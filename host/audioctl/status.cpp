@@ -28,12 +28,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-template <typename T>
-T valueOf(const Return<T>& result) {
-    examine(result);
-    return result;
-}
-
 /** One value and what it is. */
 std::string item(std::string label, const std::string& value) {
     constexpr size_t kLabelWidth = 17;

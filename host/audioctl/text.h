@@ -1,16 +1,20 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
+#include "host/audioctl/errors.h"
 #include "host/audioctl/json.h"
 
 namespace audioctl {
 
-/** Prints a result at once: a script may be waiting for it. */
+/** Prints a result at once: a script may be waiting for it. Throws UsageError if it cannot. */
 inline void printLine(const std::string& line) {
-    puts(line.c_str());
-    fflush(stdout);
+    if (puts(line.c_str()) == EOF || fflush(stdout) == EOF) {
+        throw UsageError(std::string("cannot write the result: ") + strerror(errno));
+    }
 }
 
 /** A text that a service has told, with escapes for all that is not printable ASCII. */

@@ -55,11 +55,6 @@ std::string inWords(const Meanings& meanings, int32_t code) {
     return words + " (" + std::to_string(code) + ")";
 }
 
-int32_t valueOf(const Return<int32_t>& result) {
-    examine(result);
-    return result;
-}
-
 void expectSuccess(const char* step, const Meanings& meanings, const Return<int32_t>& status) {
     if (valueOf(status) != 0) throw Refusal(step + (": " + inWords(meanings, status)));
 }
@@ -141,11 +136,12 @@ int32_t waitFor(const Outcome& outcome, Virtualizer& service, Buffer& buffer, Pr
 
 }  // namespace
 
-ParameterFile::ParameterFile(const std::string& name)
-    : mName(name), mFile(fopen(name.c_str(), "rb"), fclose) {
+ParameterFile::ParameterFile(const std::string& name) : mName(name), mFile(nullptr, fclose) {
     struct stat status {};
-    if (mFile == nullptr || fstat(fileno(mFile.get()), &status) != 0) refuse(strerror(errno));
-    if (!S_ISREG(status.st_mode)) refuse("not a regular file");
+    if (stat(name.c_str(), &status) != 0) refuse(strerror(errno));
+    if (!S_ISREG(status.st_mode)) refuse("not a regular file");  // a pipe would be waited for
+    mFile.reset(fopen(name.c_str(), "rb"));
+    if (mFile == nullptr) refuse(strerror(errno));
     constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
     if (status.st_size > kMost) refuse("larger than " + std::to_string(kMost) + " bytes");
     mSize = static_cast<int32_t>(status.st_size);

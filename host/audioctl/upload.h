@@ -24,7 +24,7 @@ class ParameterFile {
     [[noreturn]] void refuse(const std::string& why) const;
 
     const std::string mName;
-    const std::unique_ptr<FILE, int (*)(FILE*)> mFile;
+    std::unique_ptr<FILE, int (*)(FILE*)> mFile;
     int32_t mSize = 0;
 };
 

@@ -2,8 +2,6 @@
 
 #include <hidl/HidlTransportSupport.h>
 
-#include <unistd.h>
-
 #include <atomic>
 
 #include "host/hidl/event_loop.h"

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 
 #include <hidl/HidlSupport.h>
 #include <hwbinder/Message.h>
