@@ -73,6 +73,7 @@ void callBack(benchmark::State& state) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    chooseProcessors(&argc, argv);
     ToldSet none(0), some(100), many(1000);
     for (ToldSet* set : {&none, &some, &many}) set->connect();
     const auto add = [](const char* name, ToldSet* set) {

@@ -104,6 +104,7 @@ BENCHMARK(pieceSdBus);
 }  // namespace
 
 int main(int argc, char** argv) {
+    chooseProcessors(&argc, argv);
     const auto median = runForMedians(argc, argv);
     printf("  small call / bare socket   %.2f  (goal: 1.2 or less)\n",
            median("smallHidl") / median("smallRaw"));

@@ -29,21 +29,20 @@ class MedianReporter : public benchmark::ConsoleReporter {
     Medians medians;
 };
 
-void useOneProcessor() {
+}  // namespace
+
+void chooseProcessors(int* argc, char** argv) {
+    if (*argc > 1 && argv[1] == std::string("--two-processors")) {
+        std::rotate(argv + 1, argv + 2, argv + (*argc)--);
+        return;
+    }
     cpu_set_t one;
     CPU_ZERO(&one);
     CPU_SET(sched_getcpu(), &one);
     sched_setaffinity(0, sizeof(one), &one);
 }
 
-}  // namespace
-
 Median runForMedians(int argc, char** argv) {
-    if (argc > 1 && argv[1] == std::string("--two-processors")) {
-        std::rotate(argv + 1, argv + 2, argv + argc--);
-    } else {
-        useOneProcessor();
-    }
     // Turns of the peers are mixed, so that what else the machine does meets all of them.
     std::vector<std::string> words = {
             argv[0], "--benchmark_repetitions=15", "--benchmark_enable_random_interleaving=true",

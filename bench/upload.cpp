@@ -75,6 +75,7 @@ void callSmall(benchmark::State& state, Tv* tv, bool isTransferring) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    chooseProcessors(&argc, argv);
     Tv idle, busy;
     for (Tv* tv : {&idle, &busy}) tv->connect();
     const auto add = [](const char* name, auto... function) {
