@@ -109,8 +109,7 @@ status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, con
     std::function<void(Parcel&)> sendReply = [&](Parcel& parcel) { send(OK, parcel); };
 
     const MessageHeader& header = call.header();
-    // Of a one-way call only the arrival is confirmed; what the object does then is not nested in
-    // it.
+    // Of a one-way call only the arrival is confirmed: what it does then is not nested in it.
     if (header.flags & IBinder::FLAG_ONEWAY) send(OK, Parcel());
     status_t status = DEAD_OBJECT;
     if (object != nullptr) {

@@ -55,7 +55,7 @@ struct Kind {
 
 /** The two kinds outlive threads that are still running at exit. */
 struct Driver {
-    std::mutex mutex;  // held while anything is written
+    std::mutex mutex;  // of the kinds' state, and held while anything is written
     Kind kinds[2] = {
             {BECTRL_TRANSFER_HRTF, BECTRL_CANCEL_HRTF, BECTRL_HRTF_COMPLETE,
              "bectrl/hrtf_parameters.bin"},
@@ -91,15 +91,17 @@ void writeCompletion(const std::string& path, const bectrl_completion& completio
     }
 }
 
-/** Goes on with a reaction, unless another request has dropped it. */
+/** Goes on with a reaction, unless another request has dropped it. Call with the mutex held. */
 void react(Kind& kind, const std::shared_ptr<Reaction>& reaction) {
-    const std::lock_guard lock(driver().mutex);
     if (kind.reaction != reaction) return;
     for (auto& steps = reaction->steps; !steps.empty(); steps.pop_front()) {
         // What has been waited for has no delay any more.
         const auto delay = std::exchange(steps.front().delay, milliseconds(0));
         if (delay > milliseconds(0)) {
-            after(delay, [&kind, reaction] { react(kind, reaction); });
+            after(delay, [&kind, reaction] {
+                const std::lock_guard lock(driver().mutex);
+                react(kind, reaction);
+            });
             return;
         }
         writeCompletion(reaction->completionFile, steps.front().completion);
@@ -107,15 +109,12 @@ void react(Kind& kind, const std::shared_ptr<Reaction>& reaction) {
     }
 }
 
+/** Call with the mutex held. */
 void startReaction(Kind& kind, std::deque<Step> steps) {
-    const auto reaction = std::make_shared<Reaction>(
+    kind.reaction = std::make_shared<Reaction>(
             Reaction{pathInSet(std::string("fs") + kind.completionFile), std::move(steps)});
-    {
-        const std::lock_guard lock(driver().mutex);
-        kind.reaction = reaction;
-        kind.isUnderWay = true;
-    }
-    react(kind, reaction);
+    kind.isUnderWay = true;
+    react(kind, kind.reaction);
 }
 
 /** @return false with errno. Whoever reads the copy finds the old or the new one, whole. */
@@ -141,17 +140,16 @@ int transfer(Kind& kind, const bectrl_transfer* transfer) {
     }
     if (!copyParameters(kind, *transfer)) return -1;
     const auto steps = readLines(pathOfDriver(), "STATE RESULT DELAY_MS", parseStep);
+    const std::lock_guard lock(driver().mutex);
     startReaction(kind, {steps.begin(), steps.end()});
     return 0;
 }
 
 /** Without a transfer there is nothing to tell: it would be taken for the outcome of the next. */
 int cancel(Kind& kind) {
-    {
-        const std::lock_guard lock(driver().mutex);
-        if (!kind.isUnderWay) return 0;
-    }
-    startReaction(kind, {{{BECTRL_STATE_NONE, BECTRL_RESULT_CANCELLED}, milliseconds(0)}});
+    const std::lock_guard lock(driver().mutex);
+    const Step cancelled{{BECTRL_STATE_NONE, BECTRL_RESULT_CANCELLED}, milliseconds(0)};
+    if (kind.isUnderWay) startReaction(kind, {cancelled});
     return 0;
 }
 
