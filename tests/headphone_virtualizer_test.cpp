@@ -239,7 +239,9 @@ TEST(HeadphoneVirtualizer, ABufferTakesPiecesUpToItsSize) {
     }
     EXPECT_EQ((Codes{0, 0}), tv.client->outcomes);
 
+    tv.log.take();
     const int32_t handle = tv.service->allocateParameterBuffer(kHrtf, 3);
+    EXPECT_EQ(0u, tv.log.take()[5].find(D(make + "malloc success! data=0x")));
     EXPECT_EQ(0, tv.service->append(handle, {1, 2}));
     tv.log.take();
     EXPECT_EQ(-2, tv.service->append(handle, {3, 4}));

@@ -284,6 +284,7 @@ TEST(Driver, CopiesTheBytesAndReactsAsTold) {
     set.write(reaction, "1 0 0\n0 1 5\n");
     EXPECT_EQ(0, askDriver(BECTRL_TRANSFER_DEVICE, &transfer));
     EXPECT_EQ(0, askDriver(BECTRL_CANCEL_HRTF, nullptr));
+    EXPECT_EQ("\0\0"s, set.read("fs"s + BECTRL_HRTF_COMPLETE)) << "there was nothing to cancel";
     EXPECT_EQ("\1\0"s, at(14ms));
     EXPECT_EQ(0, askDriver(BECTRL_CANCEL_DEVICE, nullptr));
     EXPECT_EQ((Lines{"\0\3"s, "\0\3"s}), (Lines{at(14ms), at(20ms)}));
