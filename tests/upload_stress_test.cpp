@@ -170,7 +170,7 @@ TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
         if (what < 2) slot = {start()};
         if (what < 4 || slot.isStuck) continue;
         slot.client->stop();
-        slot.isStuck = what == 4 && &slot == slots;  // each of them takes 5 seconds of a worker
+        slot.isStuck = what == 4;
         if (slot.isStuck) continue;
         usleep(random.below(200'000));
         slot.client->resume();

@@ -7,6 +7,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <utility>
+
+#include <hwbinder/IBinder.h>
+
 namespace android::hardware {
 
 using base::unique_fd;
@@ -18,6 +22,7 @@ Identity Identity::random() {
 }
 
 Message::Progress Message::receive(int socket, int flags) {
+    if (std::exchange(mIsBegun, false)) return advance(0);
     iovec target{mData + mReceived, mCapacity - mReceived};
     alignas(cmsghdr) char control[CMSG_SPACE(kMaxMessageFds * sizeof(int))];
     msghdr header{};
@@ -52,10 +57,17 @@ Message::Progress Message::advance(size_t count) {
     }
     if (head.bodySize > kMaxMessageSize - sizeof(MessageHeader)) return malformed("oversized");
     size_t total = sizeof(MessageHeader) + head.bodySize;
-    if (mReceived > total) return malformed("bytes behind the message");
-    if (mReceived == total) {
-        return head.fdCount == mFds.size() ? Progress::kComplete
-                                           : malformed("descriptors missing or left over");
+    if (mReceived >= total) {
+        const size_t behind = mReceived - total;
+        const bool isOneWay =
+                head.kind == MessageHeader::kCall && head.flags & IBinder::FLAG_ONEWAY;
+        if (behind > 0 && !isOneWay) return malformed("bytes behind the message");
+        // Descriptors come with the first byte of their message.
+        if (mFds.size() < head.fdCount || (behind == 0 && mFds.size() > head.fdCount)) {
+            return malformed("descriptors missing or left over");
+        }
+        mBehind = behind;
+        return Progress::kComplete;
     }
     if (total > kInlineSize && !mHeap) {
         mHeap.reset(new uint8_t[total]);
@@ -72,11 +84,14 @@ Message::Progress Message::malformed(const char* error) {
 }
 
 void Message::reset() {
+    mFds.erase(mFds.begin(), mBehind > 0 ? mFds.begin() + header().fdCount : mFds.end());
+    // Nothing comes behind a message in memory of its own: that has room for no more.
+    memmove(mInline, mInline + (mBehind > 0 ? mReceived - mBehind : 0), mBehind);
     mHeap.reset();
     mData = mInline;
     mCapacity = kInlineSize;
-    mReceived = 0;
-    mFds.clear();
+    mReceived = std::exchange(mBehind, 0);
+    mIsBegun = mReceived > 0;
 }
 
 }  // namespace android::hardware

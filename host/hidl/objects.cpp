@@ -73,20 +73,23 @@ status_t BpHwBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, 
     header.code = code;
     header.flags = flags;
 
+    const bool isOneWay = flags & FLAG_ONEWAY;  // never goes where the peer waits for a reply
     status_t status;
-    if (Channel* nested = servedChannel(peer()); nested != nullptr) {
+    if (Channel* nested = isOneWay ? nullptr : servedChannel(peer()); nested != nullptr) {
         header.target = mIdentity;
         status = exchange(*nested, header, data, reply);
     } else {
-        std::unique_lock<std::mutex> lock(mCallLock, std::try_to_lock);
+        std::unique_lock<std::recursive_mutex> lock(mCallLock, std::try_to_lock);
         if (!lock.owns_lock()) {
             // The call before may be waiting for the turn, to serve a nested one.
             Turn::Pause pause;
             lock.lock();
         }
-        status = exchange(mChannel, header, data, reply);
+        status = isOneWay ? mChannel.send(header, data) : exchange(mChannel, header, data, reply);
     }
-    if (status == OK) return static_cast<status_t>(reply->incoming().header().code);
+    if (status == OK) {
+        return isOneWay ? OK : static_cast<status_t>(reply->incoming().header().code);
+    }
     if (status == TIMED_OUT) giveUpPeer(peer());
     if (status == TIMED_OUT || status == DEAD_OBJECT || status == BAD_VALUE) mIsDead = true;
     return status;
@@ -173,7 +176,9 @@ bool ServedConnection::readCall() {
     while (true) {
         switch (mCall.receive(mChannel.socket(), MSG_DONTWAIT)) {
             case Message::Progress::kComplete:
-                return serveCall();
+                if (!serveCall()) return false;
+                if (mCall.isEmpty()) return true;
+                continue;  // with what came behind it
             case Message::Progress::kPartial:
                 continue;
             case Message::Progress::kNothing:

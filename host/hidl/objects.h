@@ -35,7 +35,7 @@ class BpHwBinder : public IBinder {
 
     const Identity mIdentity;
     Channel mChannel;
-    std::mutex mCallLock;  // one call at a time on the connection
+    std::recursive_mutex mCallLock;  // one call at a time, and one-way calls nested in it
     std::atomic<bool> mIsDead{false};
     std::mutex mRecipientLock;
     std::vector<wp<DeathRecipient>> mRecipients;  // guarded by mRecipientLock

@@ -1,6 +1,7 @@
 #include "host/hidl/rpc.h"
 
 #include <atomic>
+#include <utility>
 
 #include "host/hidl/objects.h"
 
@@ -20,12 +21,15 @@ std::mutex& turnLock() {
 
 /** A call that this thread is serving; `outer` is the one that it is nested in. */
 struct ServedCall {
-    explicit ServedCall(Channel& c) : channel(c), outer(tInnermost) { tInnermost = this; }
+    ServedCall(Channel& c, bool isOneWay) : channel(c), isAnswered(isOneWay), outer(tInnermost) {
+        tInnermost = this;
+    }
     ~ServedCall() { tInnermost = outer; }
 
     Channel& channel;
+    bool isAnswered;
     ServedCall* const outer;
-    bool isAnswered = false;
+    const int depth = outer == nullptr ? 1 : outer->depth + 1;
 
     static thread_local ServedCall* tInnermost;
 };
@@ -97,26 +101,26 @@ status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& d
 }
 
 status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, const Answer& answer) {
-    ServedCall served(channel);
+    const MessageHeader& header = call.header();
+    ServedCall served(channel, header.flags & IBinder::FLAG_ONEWAY);
     Parcel data(call, channel);
     Parcel reply;
     auto send = [&](status_t status, const Parcel& parcel) {
-        served.isAnswered = true;
+        if (std::exchange(served.isAnswered, true)) return;
         status_t error = answer(status, parcel);
         if (error == DEAD_OBJECT || error == TIMED_OUT) return;  // there is nobody to tell
         if (error != OK) answer(error, Parcel());
     };
     std::function<void(Parcel&)> sendReply = [&](Parcel& parcel) { send(OK, parcel); };
 
-    const MessageHeader& header = call.header();
-    // Of a one-way call only the arrival is confirmed: what it does then is not nested in it.
-    if (header.flags & IBinder::FLAG_ONEWAY) send(OK, Parcel());
     status_t status = DEAD_OBJECT;
-    if (object != nullptr) {
+    if (served.depth > kMaxNesting) {
+        status = FAILED_TRANSACTION;
+    } else if (object != nullptr) {
         status = object->transact(header.code, data, &reply, header.flags, sendReply);
     }
     if (data.isMalformed()) return BAD_VALUE;
-    if (!served.isAnswered) send(status, reply);
+    send(status, reply);
     return OK;
 }
 

@@ -32,9 +32,13 @@ class Turn {
     static void takeTurns();
 };
 
+/** How many calls a thread serves within each other: each takes some of its stack. */
+constexpr int kMaxNesting = 32;
+
 /**
  * Calls an object behind a channel and waits for the reply. Serves the calls that come back on the
- * channel in the meantime: they are nested in this one.
+ * channel in the meantime: they are nested in this one. Those that are nested too deep are answered
+ * with FAILED_TRANSACTION.
  *
  * @return OK when a reply came, whatever its status; or what Channel::send() and receive() answer.
  */
@@ -44,7 +48,7 @@ status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& d
 using Answer = std::function<status_t(status_t, const Parcel&)>;
 
 /**
- * Runs one received call.
+ * Runs one received call; one that is one-way is not answered.
  *
  * @param object that is called; null if the peer named one that it does not have.
  * @return OK, or BAD_VALUE if the call was malformed; then it has not been answered.
@@ -52,8 +56,8 @@ using Answer = std::function<status_t(status_t, const Parcel&)>;
 status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, const Answer& answer);
 
 /**
- * Channel of a call of `peer` that this thread is serving, or null: nested calls go that way. Once
- * the call is answered the peer does not wait there any more.
+ * Channel of a call of `peer` that this thread is serving, or null: nested calls go that way. For a
+ * call that is answered, or was one-way, the peer does not wait there.
  */
 Channel* servedChannel(pid_t peer);
 

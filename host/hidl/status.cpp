@@ -30,6 +30,8 @@ std::string Status::description() const {
             return "the other side is gone";
         case TIMED_OUT:
             return "the other side did not answer";
+        case FAILED_TRANSACTION:
+            return "a message is too large, or the call is nested too deep";
         default:
             return "transport error " + std::to_string(mError);
     }

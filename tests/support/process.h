@@ -25,8 +25,9 @@ class Process {
 
     pid_t pid() const { return mPid; }
     void stop() const {
+        siginfo_t info;
         kill(mPid, SIGSTOP);
-        waitpid(mPid, nullptr, WUNTRACED);
+        waitid(P_PID, mPid, &info, WSTOPPED | WEXITED | WNOWAIT);  // an ended one stays to be seen
     }
     void resume() const { kill(mPid, SIGCONT); }
     /** Waits for the end. @return the exit status, or 128 and the signal that ended it. */

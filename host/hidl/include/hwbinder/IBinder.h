@@ -26,11 +26,12 @@ class IBinder : public virtual RefBase {
     };
 
     /**
-     * Calls a method. Any thread.
+     * Calls a method. Any thread. With FLAG_ONEWAY the call is on its way then, behind those of
+     * other threads to the same object, and nothing of what becomes of it is told.
      *
      * @return OK; DEAD_OBJECT if the other side is gone or was given up; TIMED_OUT if it has just
-     *     been given up; FAILED_TRANSACTION if a message is larger than 1 MiB; or the error that
-     *     the other side met.
+     *     been given up; FAILED_TRANSACTION if a message is larger than 1 MiB or if too many calls
+     *     are nested; or the error that the other side met.
      */
     virtual status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
                               TransactCallback callback = nullptr) = 0;

@@ -24,7 +24,8 @@ struct Identity {
 
 /**
  * Starts every message. Call and reply alternate on a connection: after a call the caller sends
- * nothing but replies to calls that come back before its own reply does.
+ * nothing but replies to calls that come back before its own reply does. A one-way call has no
+ * reply: other messages may follow it at once.
  */
 struct MessageHeader {
     static constexpr uint32_t kCall = 0x4C4C4143;   // "CALL"
@@ -33,6 +34,7 @@ struct MessageHeader {
     uint32_t kind = 0;
     /** Method of a call; of a reply the status_t that the transport met, OK with a body. */
     uint32_t code = 0;
+    /** Of a call: IBinder::FLAG_ONEWAY or 0. */
     uint32_t flags = 0;
     /** Bytes behind this header. */
     uint32_t bodySize = 0;
@@ -64,9 +66,10 @@ class Message {
 
     /** Reads on, once; `flags` as for recvmsg. */
     Progress receive(int socket, int flags);
-    /** Forgets the message and releases its memory and descriptors. */
+    /** Forgets the message and releases its memory and descriptors; keeps what came behind it. */
     void reset();
 
+    /** Nothing has come of a message. */
     bool isEmpty() const { return mReceived == 0; }
     const MessageHeader& header() const { return *reinterpret_cast<const MessageHeader*>(mData); }
     /** The body may be patched in place: pointers in it are set while it is unpacked. */
@@ -85,6 +88,8 @@ class Message {
     uint8_t* mData = mInline;
     size_t mCapacity = kInlineSize;
     size_t mReceived = 0;
+    size_t mBehind = 0;     // of these, bytes of what follows a one-way call
+    bool mIsBegun = false;  // what was behind the message before has not been looked at yet
     std::vector<base::unique_fd> mFds;
     const char* mError = "";
 };
