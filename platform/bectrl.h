@@ -40,8 +40,8 @@ struct bectrl_completion {
 static_assert(sizeof(bectrl_completion) == 2);
 
 enum : int8_t {
-    BECTRL_STATE_NONE = 0, /**< no transfer; every value but the next one says so */
-    BECTRL_STATE_TRANSFERRING = 1,
+    BECTRL_STATE_NONE = 0,         /**< ready for a transfer */
+    BECTRL_STATE_TRANSFERRING = 1, /**< every other value tells that the transfer has ended */
 };
 
 enum : uint8_t {

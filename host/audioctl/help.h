@@ -65,7 +65,7 @@ constexpr char kCallHelp[] =
         R"(Without METHOD the methods of IFACE are listed, without IFACE the interfaces.
 
 IFACE is a name for the newest version, or NAME@VERSION. Each ARG is JSON:
-  string       also a bare word that is no JSON
+  string       also a bare word that is no JSON and does not begin with a hyphen
   float        also "NaN", "Infinity" or "-Infinity", with the quotes
   enumeration  a number or a name
   structure    an object with all fields

@@ -184,16 +184,16 @@ const std::vector<Section>& allSections() {
 }  // namespace
 
 bool printStatus(Look look) {
-    const char* const format = look == Look::RICH ? "\033[1m%s\033[0m%s\n" : "%s%s\n";
+    const bool isRich = look == Look::RICH;
     bool isAnyThere = false;
     for (const Section& section : allSections()) {
         const auto lines = section.describe(look);
         const char* const note = !lines ? ": not there" : lines->empty() ? ": there" : "";
-        printf(format, section.title.c_str(), note);
+        printLine((isRich ? "\033[1m" + section.title + "\033[0m" : section.title) + note);
         for (std::string line : lines.value_or(Lines{})) {
             line = "  " + line;
             line.erase(line.find_last_not_of(' ') + 1);
-            puts(line.c_str());
+            printLine(line);
         }
         isAnyThere = isAnyThere || lines;
     }

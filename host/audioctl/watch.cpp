@@ -31,8 +31,8 @@ struct Changes : public V1_1::IHdmiAudioCallback {
 
 void watch(V1_1::IHdmiAudio& service) {
     const sp<Changes> changes = new Changes;
-    catchStopSignals();
     examine(service.setCallback(changes));
+    catchStopSignals();
     fprintf(stderr, "audioctl: watching\n");
     serveUntil(service, [&] {
         for (const auto& line : std::exchange(changes->lines, {})) printLine(line);
