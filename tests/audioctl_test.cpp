@@ -231,6 +231,7 @@ TEST_F(Upload, EndsEarlyWhateverItDoes) {
     EXPECT_EQ(1, cancelled.signalAndWait(SIGTERM));
     EXPECT_EQ("cancelled (1)\n", cancelled.out());
 
+    ASSERT_TRUE(service.hasLogged("paramTransferThread finished"));
     set.write("faults", "ioctl(0xC0106303) -1");
     Program insistent(words("small"));
     ASSERT_TRUE(areRequested(3));

@@ -76,12 +76,11 @@ struct Tv {
 };
 
 /** The lines in which an expression is found. */
-Lines only(Lines lines, const char* expression) {
-    const auto isOther = [regex = std::regex(expression)](const std::string& line) {
-        return !std::regex_search(line, regex);
-    };
-    lines.erase(std::remove_if(lines.begin(), lines.end(), isOther), lines.end());
-    return lines;
+Lines only(const Lines& lines, const char* expression) {
+    Lines found;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(found),
+                 [&](const auto& line) { return std::regex_search(line, std::regex(expression)); });
+    return found;
 }
 const auto failures = [](const Lines& lines) { return only(lines, "^[EW] "); };
 

@@ -13,7 +13,6 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -191,23 +190,6 @@ TEST(VirtualClock, MovesOnBySleepsAndRunsWhatFallsDue) {
     for (int i = 0; i < 2000; ++i) std::this_thread::sleep_for(10ms);
     EXPECT_EQ(20s + 999'999us, clock.now());
     EXPECT_EQ((decltype(ran){{1, 1s}, {2, 1500ms}, {3, 2s}}), ran);
-}
-
-TEST(VirtualClock, ServesThreadsThatSleepAtTheSameTime) {
-    tvset::VirtualClock clock;
-    std::atomic<int> ran{0};
-    const auto sleepOften = [&] {
-        for (int i = 0; i < 1000; ++i) {
-            clock.at(500us, [&] { ++ran; });
-            usleep(1000);
-        }
-    };
-    std::thread other(sleepOften);
-    sleepOften();
-    other.join();
-    EXPECT_EQ(2000, ran);
-    EXPECT_GE(clock.now(), 1s);
-    EXPECT_LE(clock.now(), 2s);
 }
 
 /** Waits for a timer of 20 seconds that was set to less at first; keeps when it fired. */

@@ -67,3 +67,10 @@ struct Service : public Program {
         })) << err();
     }
 };
+
+/** The set's primary audio HAL, in a process of its own. */
+struct Hal : public Program {
+    Hal() : Program({"tvset", "primary-hal"}) {
+        EXPECT_TRUE(poll([this] { return out() == "primary audio HAL is ready\n"; })) << err();
+    }
+};
