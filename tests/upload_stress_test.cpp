@@ -175,10 +175,11 @@ TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
         usleep(random.below(200'000));
         slot.client->resume();
     }
-    for (const Slot& slot : slots) {
+    for (Slot& slot : slots) {
         EXPECT_TRUE(slot.isStuck || Program::poll([&] { return slot.client->hasEnded(); }));
+        const int status = slot.client->signalAndWait(SIGKILL);
+        EXPECT_TRUE(slot.isStuck || status == 0) << status;
     }
-    for (Slot& slot : slots) slot.client->end();
     EXPECT_EQ("(nothing)", gJournal.next(0ms));
 
     std::string log;
