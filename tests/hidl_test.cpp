@@ -321,9 +321,7 @@ TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
     EXPECT_EQ(std::to_string(uint32_t(BAD_TYPE)), wrong.reply()) << "no such interface";
     EXPECT_TRUE(wrong.send(message(99, token("1.0::IHdmiAudio"))));
     EXPECT_EQ(std::to_string(uint32_t(UNKNOWN_TRANSACTION)), wrong.reply()) << "no such method";
-    std::string oneWay = message(99, "");
-    oneWay[offsetof(MessageHeader, flags)] = IBinder::FLAG_ONEWAY;
-    EXPECT_TRUE(wrong.send(oneWay + oneWay + whole));
+    EXPECT_TRUE(wrong.send(oneWay(message(99, "")) + oneWay(whole) + whole));
     EXPECT_EQ("0", wrong.reply()) << "none of them is hostile";
     EXPECT_TRUE(silent.send(most));
     for (const auto& c : cases) {

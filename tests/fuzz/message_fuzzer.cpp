@@ -16,7 +16,8 @@ using hidl::base::V1_0::IBase;
 namespace {
 
 /** Bits of the third byte of an input: what is put around the rest of it. */
-enum : uint8_t { kHasHeader = 1, kHasToken = 2, kHasObject = 4, kIsReply = 8, kIsBase = 16 };
+constexpr uint8_t kHasHeader = 1, kHasToken = 2, kHasObject = 4, kIsReply = 8, kIsBase = 16,
+                  kIsBehind = 32;
 
 const std::pair<sp<IBase>, const char*> kTargets[] = {
         {new FakeHdmiAudio(false), V1_0::IHdmiAudio::descriptor},
@@ -57,6 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint32_t code = around & kIsReply ? 0 : around & kIsBase ? common : method;
     const uint32_t kind = around & kIsReply ? MessageHeader::kReply : MessageHeader::kCall;
     if (around & kHasHeader) bytes = message(code, bytes, around & kHasObject ? 1 : 0, kind);
+    if (around & kIsBehind) bytes = oneWay(message(99, "")) + bytes;
 
     int ends[2], more[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) || socketpair(AF_UNIX, SOCK_STREAM, 0, more)) {

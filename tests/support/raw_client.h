@@ -80,6 +80,10 @@ inline std::string message(uint32_t code, const std::string& body, uint32_t fds 
                          fds,  0,    {}};
     return item(header) + body;
 }
+inline std::string oneWay(std::string call) {
+    call[offsetof(MessageHeader, flags)] = android::hardware::IBinder::FLAG_ONEWAY;
+    return call;
+}
 inline std::string token(const std::string& interface) {
     return text("com.zavo.dtv.hardware.audio@" + interface);
 }
