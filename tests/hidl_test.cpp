@@ -179,6 +179,7 @@ TEST_F(HidlTest, ACallbackRunsOnTheThreadThatWaitsAndMayCallTheServiceAndOthers)
         const int depth = ++told;
         EXPECT_EQ(depth < kMaxNesting ? 0 : -99, order(service, {"tell"}));
         if (depth > 1) return;
+        EXPECT_TRUE(service->notifySyspropsChanged().isOk()) << "which is on the same connection";
         // Connections that the server cannot have accepted yet, since it waits for this callback.
         EXPECT_EQ(1, V3_1::IOutputExternal::getService("default")
                              ->registerEncodingFormatListener(
@@ -315,7 +316,9 @@ TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
             {"an object at our own", hdmi, object(reference(1), 1), arguments, silent.socket()},
             {"an object at a datagram socket", hdmi, object(reference(1), 1), arguments, *datagram},
             {"an object never given", hdmi, object(reference(2)), arguments},
-            {"an object of no kind", hdmi, object(reference(9)), arguments}};
+            {"an object of no kind", hdmi, object(reference(9)), arguments},
+            {"that behind a call", hdmi, oneWay(whole) + object(reference(9), 1), arguments,
+             *datagram}};
     RawClient wrong(hdmi);
     EXPECT_TRUE(wrong.send(message(1, token("2.0::IOutputSpeaker"))));
     EXPECT_EQ(std::to_string(uint32_t(BAD_TYPE)), wrong.reply()) << "no such interface";

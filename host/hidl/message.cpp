@@ -22,7 +22,10 @@ Identity Identity::random() {
 }
 
 Message::Progress Message::receive(int socket, int flags) {
-    if (std::exchange(mIsBegun, false)) return advance(0);
+    // What came behind the message before may be a whole one.
+    if (mReceived > 0) {
+        if (const Progress progress = advance(0); progress != Progress::kPartial) return progress;
+    }
     iovec target{mData + mReceived, mCapacity - mReceived};
     alignas(cmsghdr) char control[CMSG_SPACE(kMaxMessageFds * sizeof(int))];
     msghdr header{};
@@ -84,14 +87,16 @@ Message::Progress Message::malformed(const char* error) {
 }
 
 void Message::reset() {
-    mFds.erase(mFds.begin(), mBehind > 0 ? mFds.begin() + header().fdCount : mFds.end());
-    // Nothing comes behind a message in memory of its own: that has room for no more.
-    memmove(mInline, mInline + (mBehind > 0 ? mReceived - mBehind : 0), mBehind);
+    if (mBehind > 0) {  // never in memory of its own: that has room for one message only
+        mFds.erase(mFds.begin(), mFds.begin() + header().fdCount);
+        memmove(mInline, mInline + mReceived - mBehind, mBehind);
+    } else {
+        mFds.clear();
+    }
     mHeap.reset();
     mData = mInline;
     mCapacity = kInlineSize;
     mReceived = std::exchange(mBehind, 0);
-    mIsBegun = mReceived > 0;
 }
 
 }  // namespace android::hardware

@@ -88,8 +88,7 @@ class Message {
     uint8_t* mData = mInline;
     size_t mCapacity = kInlineSize;
     size_t mReceived = 0;
-    size_t mBehind = 0;     // of these, bytes of what follows a one-way call
-    bool mIsBegun = false;  // what was behind the message before has not been looked at yet
+    size_t mBehind = 0;  // of these, bytes of what follows a one-way call
     std::vector<base::unique_fd> mFds;
     const char* mError = "";
 };
