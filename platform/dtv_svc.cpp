@@ -19,7 +19,9 @@ bool isDtvSvcReady() {
 }
 
 void sleepMs(int64_t milliseconds) {
-    const timespec interval{milliseconds / 1000, milliseconds % 1000 * 1000000};
+    timespec interval{};
+    interval.tv_sec = static_cast<time_t>(milliseconds / 1000);
+    interval.tv_nsec = static_cast<long>(milliseconds % 1000 * 1'000'000);
     nanosleep(&interval, nullptr);
 }
 

@@ -59,9 +59,12 @@ int32_t a_mtktvapi_config_set_value(int32_t handle, const char* key, int32_t val
 
 /* ---- EEPROM ---- */
 
-/** What the EEPROM library says about the part; the layout is the library's own. */
+/**
+ * What the EEPROM library says about the part. The layout is the library's own and not told: a
+ * record of a few words, given far more room than that, since the library fills it unasked.
+ */
 struct MTEEPROM_Property {
-    alignas(8) uint8_t opaque[64];
+    alignas(8) uint8_t opaque[4096];
 };
 
 /** Fills the property record; goes before MTEEPROM_Init. The result carries no information. */

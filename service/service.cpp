@@ -64,11 +64,15 @@ constexpr std::array kServices{
 int main() {
     ALOGD("########## HIDL server side: main() is called:");
 
+    // The first object may look for the primary HAL. On a set, looking for a HAL that is not up yet
+    // starts the thread pool, with a thread of its own unless the pool is limited before.
+    configureRpcThreadpool(1, true);
+
     // An array ends from its last element to its first: the services go in reverse order.
     std::array<sp<IBase>, kServices.size()> services;
     for (size_t i = 0; i < kServices.size(); i++) services[i] = kServices[i].create();
 
-    // One thread serves everything: this one. The services rely on it.
+    // One thread serves everything: this one. The services rely on it, whatever a constructor set.
     configureRpcThreadpool(1, true);
 
     for (size_t i = 0; i < kServices.size(); i++) {
