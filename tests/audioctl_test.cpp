@@ -162,11 +162,8 @@ TEST(Callback, EndsWithItsService) {
     Program program(
             {"audioctl", "call", "IOutputExternal", "registerEncodingFormatListener", "callback"});
     ASSERT_TRUE(Program::poll([&] { return program.out() == "0\n"; }));
-    Program watcher({"audioctl", "watch"});
-    ASSERT_TRUE(watcher.hasLogged("watching"));
     service.signalAndWait(SIGKILL);
     EXPECT_EQ(3, program.wait());
-    EXPECT_EQ(3, watcher.wait());
     EXPECT_EQ("audioctl: IOutputExternal@3.1: the service has died\n", program.err());
 }
 
@@ -280,6 +277,22 @@ TEST(Watch, PrintsEachChangeUntilStopped) {
     EXPECT_EQ(0, program.signalAndWait(SIGINT));
 }
 
+TEST(Watch, WaitsForTheServiceToReturn) {
+    const TempSet set;
+    const auto service = std::make_unique<Service>();
+    Program program({"audioctl", "watch"});
+    ASSERT_TRUE(program.hasLogged("watching\n"));
+    service->signalAndWait(SIGKILL);
+    ASSERT_TRUE(program.hasLogged("the service has gone; waiting for it\n"));
+    const Service next;
+    ASSERT_TRUE(program.hasLogged("for it\naudioctl: watching\n"));
+    EXPECT_EQ(0, Program({"audioctl", "call", "IHdmiAudio", "setAudioCapabilities",
+                          R"(["ARC_DD_PLUS"])"})
+                         .wait());
+    EXPECT_TRUE(Program::poll([&] { return program.out() == "ARC_DD_PLUS\n"; }));
+    EXPECT_EQ(0, program.signalAndWait(SIGTERM));
+}
+
 TEST(Curve, HasItsGlyphsAndItsWidthForAnyNumberOfBands) {
     const std::vector<float> gains{0, 1, 2, 3, 9, INFINITY, NAN, -1, -2, -3, -9.1f};
     const Texts lines = drawCurve(gains, Look::RICH);
@@ -357,7 +370,7 @@ TEST(Status, EndsWithTheConnection) {
         joinRpcThreadpool();
     });
     ASSERT_TRUE(Program::poll([&] {
-        return set.has("run/" + std::string(V3_1::IOutputSpeaker::descriptor) + "/default");
+        return set.hasService(std::string(V3_1::IOutputSpeaker::descriptor) + "/default");
     }));
     Program program({"audioctl", "status"});
     EXPECT_EQ(3, program.wait());

@@ -88,8 +88,69 @@ TEST(Process, EndsWhenARegistrationFailsAndKeepsTheEarlierOnes) {
             split(service.err()).back());
     for (const std::string& service : kServices) {  // IOutputSpeaker is the other one
         const bool isLater = !find(service, "(Calibration|Center|Virtualizer)").empty();
-        EXPECT_NE(isLater, std::filesystem::is_symlink(set.path("run/" + service))) << service;
+        EXPECT_NE(isLater, set.hasService(service)) << service;
     }
+}
+
+size_t threadCount(const Process& process) {
+    const std::filesystem::directory_iterator threads("/proc/" + std::to_string(process.pid()) +
+                                                      "/task");
+    return size_t(std::distance(begin(threads), end(threads)));
+}
+
+TEST(Process, WaitsForADeclaredHalAndStillServesOnOneThread) {
+    const TempSet set({.hasHal = true});
+    Program service({"hidlaudio"});
+    const std::string factory = "android.hardware.audio@5.0::IDevicesFactory/default";
+    ASSERT_TRUE(service.hasLogged("W hidl: " + factory +
+                                  " is declared but not registered; waited 1 s for it"));
+    const Hal hal;
+    ASSERT_TRUE(Program::poll([&] { return set.hasService(kServices.back()); }));
+    EXPECT_EQ(1u, threadCount(service));
+    EXPECT_EQ("setParameters([], [{\"tv_position\", \"table_top\"}]) = 0",
+              find(set.read("journal"), "(setParameters.*)\n").at(0));
+}
+
+TEST(Process, WaitsOnceForAHalThatHangs) {
+    const TempSet set;
+    const Hal hal;
+    hal.stop();
+    const Service service;
+    const std::string givenUp = "W hidl: closed a connection of process " +
+                                std::to_string(hal.pid()) + ": it did not answer within 5000 ms";
+    const std::string noHal = "load audio interface failed";
+    EXPECT_EQ((Lines{givenUp, "E AudioOutSp: " + noHal, "E -: " + noHal, "E AudioAC: " + noHal}),
+              find(service.err(), "(W hidl.*|E .*: load.*)\n"));
+}
+
+TEST(Process, PutsItsSocketsBackWhenTheirDirectoryIsRemoved) {
+    const TempSet set;
+    const Service service;
+    std::filesystem::remove_all(set.path("run"));
+    EXPECT_TRUE(isServing());
+    EXPECT_EQ(Lines{set.path("run") + " was removed; its sockets are back"},
+              find(service.err(), "W hidl: (.*)\n"));
+}
+
+TEST(Process, StoppedWatchersHoldUpNobodyForLong) {
+    using namespace std::chrono_literals;
+    const TempSet set;
+    const Service service;
+    std::vector<std::unique_ptr<Program>> watchers;
+    for (int i = 0; i < 7; i++) {
+        watchers.push_back(std::make_unique<Program>(Lines{"audioctl", "watch"}));
+        ASSERT_TRUE(watchers.back()->hasLogged("watching"));
+        if (i < 6) watchers.back()->stop();
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    Program notice(
+            {"audioctl", "call", "IHdmiAudio", "setAudioCapabilities", R"(["ARC_DD_PLUS"])"});
+    EXPECT_EQ("0\n", audioctl("call IOutputSpeaker setTvPosition 1").out);
+    EXPECT_EQ(0, notice.wait());
+    EXPECT_GT(5s, std::chrono::steady_clock::now() - begin);
+    EXPECT_LE(4u, find(service.err(), "process \\d+: (it did not answer) within").size());
+    EXPECT_EQ(7u, find(service.err(), "(it did not answer|not called)").size() +
+                          find(watchers.back()->out(), "(ARC_DD_PLUS)\n").size());
 }
 
 TEST(Process, TellsThePrimaryHalWhereTheTvIs) {
@@ -114,7 +175,7 @@ TEST(Process, ServesWhatItsInitFileItsManifestAndTheFrozenHashesName) {
     };
     const auto source = [](const std::string& name) { return readFile(SOURCE_DIR "/" + name); };
     const std::string package = "(?:com.zavo.dtv.hardware.audio)?";
-    const Names served = named(run, "/run/" + package + "(.*)/default\n");
+    const Names served = named(run, "/run/" + package + "(.*)%2Fdefault\n");
     const std::string rc = source("service/hidlaudio.rc");
     EXPECT_EQ(served, named(rc, "interface " + package + "(.*) default"));
     EXPECT_EQ(served, named(source("service/manifest_hidlaudio.xml"), "<fqname>(.*)/default<"));

@@ -1,7 +1,6 @@
 #include "host/audioctl/json.h"
 
 #include <errno.h>
-#include <hwbinder/Message.h>
 #include <string.h>
 
 #include <charconv>
@@ -13,6 +12,9 @@ namespace audioctl {
 using android::hardware::hidl_string;
 
 namespace {
+
+/** No call carries more, in bytes. */
+constexpr size_t kMaxFileSize = 1 << 20;
 
 const struct {
     const char* word;
@@ -75,12 +77,12 @@ hidl_string Codec<hidl_string>::read(const Json& value) {
 
 std::vector<uint8_t> readFile(const std::string& name) {
     const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(name.c_str(), "rb"), fclose);
-    std::vector<uint8_t> bytes(android::hardware::kMaxMessageSize);
+    std::vector<uint8_t> bytes(kMaxFileSize);
     if (file != nullptr) bytes.resize(fread(bytes.data(), 1, bytes.size(), file.get()));
     if (file == nullptr || ferror(file.get())) {
         throw BadValue(": cannot read " + name + ": " + strerror(errno));
     }
-    if (bytes.size() == android::hardware::kMaxMessageSize) {
+    if (bytes.size() == kMaxFileSize) {
         throw BadValue(": " + name + " holds 1 MiB or more");
     }
     return bytes;

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,7 +20,6 @@
 #include "host/audioctl/upload.h"
 #include "host/audioctl/waiting.h"
 #include "host/audioctl/watch.h"
-#include "host/hidl/service_table.h"
 #include "host/tvset/set.h"
 
 using namespace audioctl;
@@ -29,9 +30,29 @@ namespace {
 
 enum ExitStatus : int { kDone = 0, kRefused = 1, kBadUsage = 2, kNoService = 3 };
 
+/** The registered services, each under its newest version alone. */
+std::vector<std::string> newestServices() {
+    std::vector<std::string> names;
+    examine(android::hardware::defaultServiceManager()->list(
+            [&](const auto& all) { names.assign(all.begin(), all.end()); }));
+    // "PACKAGE@MAJOR.MINOR::INTERFACE/INSTANCE": what is the same service but for its version.
+    std::map<std::string, std::pair<std::pair<int, int>, std::string>> newest;
+    for (const std::string& name : names) {
+        const size_t at = name.find('@'), end = name.find("::", at);
+        std::pair<int, int> version;
+        sscanf(name.c_str() + at, "@%d.%d", &version.first, &version.second);
+        auto& best = newest[name.substr(0, at) + name.substr(end)];
+        best = std::max(best, {version, name});
+    }
+    names.clear();
+    for (const auto& [service, best] : newest) names.push_back(best.second);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 int list() {
     tvset::requireSet("audioctl");
-    for (const std::string& name : android::hardware::details::listServices()) printLine(name);
+    for (const std::string& name : newestServices()) printLine(name);
     return kDone;
 }
 
@@ -65,7 +86,7 @@ void withService(const Interface& interface, Command command) {
 
 int watchChanges() {
     withService(findInterface("IHdmiAudio"),
-                [](IBase& service) { watch(static_cast<V1_1::IHdmiAudio&>(service)); });
+                [](IBase& service) { watch(static_cast<V1_1::IHdmiAudio*>(&service)); });
     return kDone;
 }
 

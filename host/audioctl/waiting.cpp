@@ -42,6 +42,7 @@ struct DeathNotice : public android::hardware::hidl_death_recipient {
 }  // namespace
 
 void catchStopSignals() {
+    if (gWakeUp >= 0) return;
     gWakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     const auto source = std::make_shared<WakeUp>();
     EventLoop::instance().add(gWakeUp, EPOLLIN | EPOLLET, source, &source->key);
@@ -60,10 +61,17 @@ void serveUntil(IBase& service, const std::function<bool()>& isDone,
                 std::chrono::milliseconds pause) {
     const sp<DeathNotice> death = new DeathNotice;
     const bool isAlive = service.linkToDeath(death, 0).withDefault(false);
-    while (!isDone()) {
-        if (!isAlive || death->hasCome) throw ServiceError("the service has died");
-        EventLoop::instance().runOnce(pause);
-    }
+    serveUntil(
+            [&] {
+                if (isDone()) return true;
+                if (!isAlive || death->hasCome) throw ServiceError("the service has died");
+                return false;
+            },
+            pause);
+}
+
+void serveUntil(const std::function<bool()>& isDone, std::chrono::milliseconds pause) {
+    while (!isDone()) EventLoop::instance().runOnce(pause);
 }
 
 }  // namespace audioctl

@@ -11,8 +11,8 @@ namespace audioctl {
 using android::hidl::base::V1_0::IBase;
 
 /**
- * From now on the first SIGINT or SIGTERM is noted only. The next one ends the process, whatever
- * it is doing.
+ * From the first call on the first SIGINT or SIGTERM is noted only. The next one ends the process,
+ * whatever it is doing.
  */
 void catchStopSignals();
 
@@ -22,8 +22,11 @@ bool isStopRequested();
 /**
  * Serves the objects of this process until a condition holds. It is looked at first, then after
  * whatever arrives and after a stop signal, and at least once in each `pause` (less than 0: no need
- * to). Throws ServiceError if the service dies before.
+ * to).
  */
+void serveUntil(const std::function<bool()>& isDone,
+                std::chrono::milliseconds pause = std::chrono::milliseconds(-1));
+/** The same. Throws ServiceError if the service dies before. */
 void serveUntil(IBase& service, const std::function<bool()>& isDone,
                 std::chrono::milliseconds pause = std::chrono::milliseconds(-1));
 

@@ -1,5 +1,7 @@
 #include "host/audioctl/watch.h"
 
+#include <android/hidl/manager/1.0/IServiceNotification.h>
+
 #include <utility>
 
 #include "host/audioctl/errors.h"
@@ -13,6 +15,7 @@ using android::sp;
 using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
 using android::hardware::Return;
+using android::hidl::manager::V1_0::IServiceNotification;
 
 namespace {
 
@@ -27,9 +30,17 @@ struct Changes : public V1_1::IHdmiAudioCallback {
     std::vector<std::string> lines;
 };
 
-}  // namespace
+/** Notes that the service is registered. */
+struct Registration : public IServiceNotification {
+    Return<void> onRegistration(const hidl_string&, const hidl_string&, bool) override {
+        hasCome = true;
+        return {};
+    }
+    bool hasCome = false;
+};
 
-void watch(V1_1::IHdmiAudio& service) {
+/** Prints the changes until a stop is requested. Throws ServiceError if the service dies. */
+void printChanges(V1_1::IHdmiAudio& service) {
     const sp<Changes> changes = new Changes;
     examine(service.setCallback(changes));
     catchStopSignals();
@@ -38,6 +49,25 @@ void watch(V1_1::IHdmiAudio& service) {
         for (const auto& line : std::exchange(changes->lines, {})) printLine(line);
         return isStopRequested();
     });
+}
+
+}  // namespace
+
+void watch(sp<V1_1::IHdmiAudio> service) {
+    const sp<Registration> registration = new Registration;
+    if (!V1_1::IHdmiAudio::registerForNotifications("default", registration)) {
+        throw ServiceError("its return could not be noticed");
+    }
+    while (!isStopRequested()) {
+        try {
+            if (service != nullptr) printChanges(*service);
+        } catch (const ServiceError&) {
+            fprintf(stderr, "audioctl: the service has gone; waiting for it\n");
+        }
+        serveUntil(
+                [&] { return isStopRequested() || std::exchange(registration->hasCome, false); });
+        service = V1_1::IHdmiAudio::tryGetService();
+    }
 }
 
 }  // namespace audioctl

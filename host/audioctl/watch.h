@@ -6,8 +6,8 @@ namespace audioctl {
 
 /**
  * Prints each change of the HDMI capabilities on standard output, the names on one line, until
- * SIGINT or SIGTERM. Throws ServiceError if the service dies.
+ * SIGINT or SIGTERM. Should the service die, it is waited for.
  */
-void watch(com::zavo::dtv::hardware::audio::V1_1::IHdmiAudio& service);
+void watch(android::sp<com::zavo::dtv::hardware::audio::V1_1::IHdmiAudio> service);
 
 }  // namespace audioctl

@@ -1,191 +1,160 @@
-#define LOG_TAG "hidl"
-
 #include "host/hidl/channel.h"
 
 #include <errno.h>
 #include <limits.h>
 #include <sys/socket.h>
+#include <time.h>
 
-#include <log/log.h>
+#include <hwbinder/Parcel.h>
+
+#include "host/hidl/objects.h"
 
 namespace android::hardware {
 
-using base::unique_fd;
-
-/** Bounds a whole message, so that a peer that goes on byte by byte cannot stretch it. */
-class Channel::Deadline {
-  public:
-    explicit Deadline(Patience patience) : mPatience(patience) {
-        if (mPatience != kForever) mEnd = Clock::now() + mPatience;
-    }
-    bool hasPassed() const { return mPatience != kForever && Clock::now() >= mEnd; }
-
-  private:
-    using Clock = std::chrono::steady_clock;
-    const Patience mPatience;
-    Clock::time_point mEnd;
-};
+using namespace std::chrono_literals;
 
 namespace {
 
-/** sendmsg for parts that may be sent in several goes; descriptors go along with the first. */
-class Sender {
-  public:
-    Sender(Parcel::Outgoing& outgoing) : mPart(outgoing.parts()), mCount(outgoing.count) {
-        mFds = outgoing.fds.data();
-        mFdSize = outgoing.fds.size() * sizeof(int);
-    }
-
-    bool isDone() const { return mCount == 0; }
-    bool hasUnsentFds() const { return mFdSize > 0; }
-
-    /** @return bytes sent, or -1 with errno. */
-    ssize_t send(int socket, int flags) {
-        if (mCount == 1 && mFdSize == 0) {  // most messages: spare the kernel the description
-            return advance(::send(socket, mPart->iov_base, mPart->iov_len, flags | MSG_NOSIGNAL));
-        }
-        alignas(cmsghdr) char control[CMSG_SPACE(kMaxMessageFds * sizeof(int))];
-        msghdr message{};
-        message.msg_iov = mPart;
-        message.msg_iovlen = std::min<size_t>(mCount, IOV_MAX);
-        if (mFdSize > 0) {
-            message.msg_control = control;
-            message.msg_controllen = CMSG_SPACE(mFdSize);
-            cmsghdr* head = CMSG_FIRSTHDR(&message);
-            head->cmsg_level = SOL_SOCKET;
-            head->cmsg_type = SCM_RIGHTS;
-            head->cmsg_len = CMSG_LEN(mFdSize);
-            memcpy(CMSG_DATA(head), mFds, mFdSize);
-        }
-        ssize_t sent = sendmsg(socket, &message, flags | MSG_NOSIGNAL);
-        if (sent >= 0) mFdSize = 0;
-        return advance(sent);
-    }
-
-    void appendRest(std::vector<uint8_t>* backlog) {
-        for (; mCount > 0; mPart++, mCount--) {
-            const uint8_t* data = static_cast<const uint8_t*>(mPart->iov_base);
-            backlog->insert(backlog->end(), data, data + mPart->iov_len);
-        }
-    }
-
-  private:
-    ssize_t advance(ssize_t sent) {
-        size_t left = static_cast<size_t>(std::max<ssize_t>(sent, 0));
-        while (mCount > 0 && left >= mPart->iov_len) {
-            left -= mPart->iov_len;
-            mPart++;
-            mCount--;
-        }
-        if (mCount > 0) {
-            mPart->iov_base = static_cast<uint8_t*>(mPart->iov_base) + left;
-            mPart->iov_len -= left;
-        }
-        return sent;
-    }
-
-    iovec* mPart;
-    size_t mCount;
-    const int* mFds;
-    size_t mFdSize;
-};
-
-void setTimeout(int socket, int option, Channel::Patience patience) {
-    timeval limit{patience.count() / 1000, patience.count() % 1000 * 1000};
-    setsockopt(socket, SOL_SOCKET, option, &limit, sizeof(limit));
-}
+/** How late a deadline may be noticed: the system calls wait no longer than this. */
+constexpr timeval kSocketTimeout{0, 20'000};
 
 }  // namespace
 
-Channel::Channel(unique_fd socket, pid_t peer, Patience patience)
-    : mSocket(std::move(socket)), mPeer(peer), mPatience(patience) {
+Deadline coarseNow() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return Deadline(std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec));
+}
+
+Channel::Channel(ForeignFd socket, pid_t peer, bool isTrusted)
+    : mSocket(std::move(socket)), mPeer(Peer::of(peer)), mIsTrusted(isTrusted) {
+    mPeer->add(this);
     // As much as the system grants: a message that fits is sent without waking the peer halfway.
-    const int bufferSize = kMaxMessageSize;
+    const int bufferSize = limits::kMaxMessageSize;
     setsockopt(mSocket, SOL_SOCKET, SO_SNDBUF, &bufferSize, sizeof(bufferSize));
-    if (patience == kForever) return;
-    setTimeout(mSocket, SO_SNDTIMEO, patience);
-    setTimeout(mSocket, SO_RCVTIMEO, patience);
+    if (mIsTrusted) return;
+    setsockopt(mSocket, SOL_SOCKET, SO_SNDTIMEO, &kSocketTimeout, sizeof(kSocketTimeout));
+    setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &kSocketTimeout, sizeof(kSocketTimeout));
 }
 
-status_t Channel::send(const MessageHeader& header, const Parcel& parcel) {
-    Parcel::Outgoing outgoing;
-    if (status_t error = parcel.prepare(header, *this, &outgoing); error != OK) return error;
-    Sender sender(outgoing);
-    Deadline deadline(mPatience);
-    while (!sender.isDone()) {
-        if (sender.send(mSocket, 0) >= 0) {
-            if (!sender.isDone() && deadline.hasPassed()) return TIMED_OUT;
-        } else if (errno == EAGAIN) {
-            return TIMED_OUT;
-        } else if (errno != EINTR) {
-            return DEAD_OBJECT;
-        }
+Channel::~Channel() {
+    mPeer->remove(this);
+}
+
+status_t Channel::send(const MessageHeader& header, const Parcel& parcel, Deadline deadline) {
+    Outgoing outgoing;
+    const status_t error = outgoing.prepare(header, parcel, *this);
+    return error != OK ? error : send(&outgoing, deadline);
+}
+
+status_t Channel::send(Outgoing* outgoing, Deadline deadline) {
+    while (true) {
+        const ssize_t sent = outgoing->send(mSocket, 0);
+        if (outgoing->isSent()) return OK;
+        if (sent < 0 && errno != EAGAIN && errno != EINTR) return DEAD_OBJECT;
+        if (coarseNow() >= deadline) return TIMED_OUT;
     }
-    return OK;
 }
 
-status_t Channel::sendOrKeep(const MessageHeader& header, const Parcel& parcel,
-                             std::vector<uint8_t>* backlog) {
-    Parcel::Outgoing outgoing;
-    if (status_t error = parcel.prepare(header, *this, &outgoing); error != OK) return error;
-    Sender sender(outgoing);
-    while (!sender.isDone()) {
-        if (sender.send(mSocket, MSG_DONTWAIT) >= 0 || errno == EINTR) continue;
-        if (errno != EAGAIN) return DEAD_OBJECT;
-        // Descriptors cannot be kept. A peer that left no room for the first byte of an answer
-        // has called without reading the answers before.
-        if (sender.hasUnsentFds()) return DEAD_OBJECT;
-        sender.appendRest(backlog);
-    }
-    return OK;
-}
-
-status_t Channel::sendBacklog(std::vector<uint8_t>* backlog) {
-    size_t sent = 0;
-    while (sent < backlog->size()) {
-        ssize_t count = ::send(mSocket, backlog->data() + sent, backlog->size() - sent,
-                               MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0 && errno != EAGAIN) return DEAD_OBJECT;
-        if (count < 0) break;
-        sent += static_cast<size_t>(count);
-    }
-    backlog->erase(backlog->begin(), backlog->begin() + static_cast<ptrdiff_t>(sent));
-    if (backlog->empty()) backlog->shrink_to_fit();
-    return OK;
-}
-
-status_t Channel::receive(Message* message) {
-    Deadline deadline(mPatience);
+status_t Channel::receive(Message* message, Deadline deadline) {
     while (true) {
         switch (message->receive(mSocket, 0)) {
             case Message::Progress::kComplete:
                 return OK;
             case Message::Progress::kPartial:
-                if (deadline.hasPassed()) return TIMED_OUT;
-                break;
             case Message::Progress::kNothing:
-                return TIMED_OUT;
+                if (coarseNow() >= deadline) return TIMED_OUT;
+                break;
             case Message::Progress::kClosed:
                 return DEAD_OBJECT;
-            case Message::Progress::kMalformed:
-                turnAway(message->error());
+            case Message::Progress::kRejected:
+                reject(message->error());
                 return BAD_VALUE;
         }
     }
 }
 
 void Channel::shutdown() const {
+    mIsShutDown = true;
     ::shutdown(mSocket, SHUT_RDWR);
 }
 
-void Channel::turnAway(const char* why) const {
-    logPeer(mPeer, why);
+void Channel::reject(const char* why) const {
+    mPeer->log(why);
     shutdown();
 }
 
-void logPeer(pid_t peer, const char* what) {
-    ALOGW("closed a connection of process %d: %s", peer, what);
+status_t Outgoing::prepare(const MessageHeader& header, const Parcel& parcel,
+                           const Channel& channel) {
+    const size_t space = alignUp(parcel.mSpace);
+    if (parcel.mIsTooLarge || space > limits::kTransactionSpace / (header.isOneWay() ? 2 : 1)) {
+        return FAILED_TRANSACTION;
+    }
+    if (parcel.mAttachments.size() > limits::kMaxMessageFds) return -ETOOMANYREFS;
+    for (const auto& [fd, object, reference] : parcel.mAttachments) {
+        if (object == nullptr) {
+            mFds.push_back(fd);
+        } else {
+            auto* const written =
+                    reinterpret_cast<ObjectReference*>(parcel.mBytes.data() + reference);
+            base::unique_fd end;
+            if (status_t error = refer(object, channel, written, &end); error != OK) return error;
+            if (end < 0) continue;
+            mFds.push_back(end);
+            mOwnedFds.push_back(std::move(end));
+        }
+    }
+
+    MessageHeader& head = *reinterpret_cast<MessageHeader*>(parcel.mBytes.data());
+    head = header;
+    head.bodySize = static_cast<uint32_t>(parcel.size() - sizeof(MessageHeader));
+    head.fdCount = static_cast<uint32_t>(mFds.size());
+    head.space = static_cast<uint32_t>(space);
+
+    size_t done = 0;
+    for (const auto& [end, data, size] : parcel.mExternals) {
+        add(parcel.mBytes.data() + done, end - done);
+        add(data, size);
+        done = end;
+    }
+    add(parcel.mBytes.data() + done, parcel.mBytes.size() - done);
+    return OK;
+}
+
+void Outgoing::add(const void* data, size_t size) {
+    if (size > 0) mParts.push_back({const_cast<void*>(data), size});
+}
+
+ssize_t Outgoing::send(int socket, int flags) {
+    iovec* const next = mParts.data() + mNext;
+    ssize_t sent;
+    if (mNext + 1 == mParts.size() && mFds.empty()) {  // most messages: spare the description
+        sent = ::send(socket, next->iov_base, next->iov_len, flags | MSG_NOSIGNAL);
+    } else {
+        alignas(cmsghdr) char control[CMSG_SPACE(limits::kMaxMessageFds * sizeof(int))];
+        msghdr message{};
+        message.msg_iov = next;
+        message.msg_iovlen = std::min<size_t>(mParts.size() - mNext, IOV_MAX);
+        if (!mFds.empty()) {
+            const size_t size = mFds.size() * sizeof(int);
+            message.msg_control = control;
+            message.msg_controllen = CMSG_SPACE(size);
+            cmsghdr* head = CMSG_FIRSTHDR(&message);
+            *head = {CMSG_LEN(size), SOL_SOCKET, SCM_RIGHTS};
+            memcpy(CMSG_DATA(head), mFds.data(), size);
+        }
+        sent = sendmsg(socket, &message, flags | MSG_NOSIGNAL);
+        if (sent >= 0) mFds.clear();  // they go with the first byte
+    }
+    size_t left = static_cast<size_t>(std::max<ssize_t>(sent, 0));
+    while (!isSent() && left >= mParts.data()[mNext].iov_len) {
+        left -= mParts.data()[mNext++].iov_len;
+    }
+    if (!isSent()) {
+        iovec& rest = mParts.data()[mNext];
+        rest = {static_cast<uint8_t*>(rest.iov_base) + left, rest.iov_len - left};
+    }
+    return sent;
 }
 
 }  // namespace android::hardware

@@ -1,68 +1,91 @@
 #pragma once
 
-#include <sys/types.h>
+#include <sys/uio.h>
 
+#include <atomic>
 #include <chrono>
+#include <memory>
 #include <vector>
 
-#include <android-base/unique_fd.h>
-#include <hwbinder/Parcel.h>
+#include "host/hidl/foreign_fd.h"
+#include "host/hidl/message.h"
+#include "host/hidl/peer.h"
+#include "host/hidl/small_vector.h"
 
 namespace android::hardware {
+
+/** When to stop waiting for a peer, to the few milliseconds of the kernel's coarse clock. */
+using Deadline = std::chrono::steady_clock::time_point;
+constexpr Deadline kNoDeadline = Deadline::max();
+Deadline coarseNow();
+
+class Outgoing;
 
 /** One end of a connection between two processes. */
 class Channel {
   public:
-    using Patience = std::chrono::milliseconds;
-    /** For peers that may be busy for long: services. */
-    static constexpr Patience kForever{0};
-    /** For peers that must not hold this process up: clients called back, and platform HALs. */
-    static constexpr Patience kCallback{5000};
-
     /**
      * @param socket connected Unix stream socket.
-     * @param peer process at the other end, as the kernel tells it.
-     * @param patience how long the peer may take to read a message or to answer one.
+     * @param isTrusted whether the peer may take as long as it likes: a service that is called,
+     *     since ours wait for the middleware inside a call.
      */
-    Channel(base::unique_fd socket, pid_t peer, Patience patience);
+    Channel(ForeignFd socket, pid_t peer, bool isTrusted);
+    ~Channel();
 
     int socket() const { return mSocket.get(); }
-    pid_t peer() const { return mPeer; }
-    Patience patience() const { return mPatience; }
+    Peer& peer() const { return *mPeer; }
+    bool isTrusted() const { return mIsTrusted; }
 
     /**
      * Sends a whole message.
      *
-     * @return OK; DEAD_OBJECT if the peer is gone; TIMED_OUT; or what Parcel::prepare() answers.
+     * @return OK; DEAD_OBJECT if the peer is gone; TIMED_OUT; or what Outgoing::prepare() answers.
      */
-    status_t send(const MessageHeader& header, const Parcel& parcel);
+    status_t send(const MessageHeader& header, const Parcel& parcel, Deadline deadline);
+    /** The same for a message that is prepared and may be sent in part. */
+    status_t send(Outgoing* outgoing, Deadline deadline);
 
-    /** Sends without waiting; what the peer does not take yet is kept in the backlog. */
-    status_t sendOrKeep(const MessageHeader& header, const Parcel& parcel,
-                        std::vector<uint8_t>* backlog);
-    /** Goes on with a backlog. @return OK, also if some is left; DEAD_OBJECT. */
-    status_t sendBacklog(std::vector<uint8_t>* backlog);
-
-    /**
-     * @return OK with a whole message; DEAD_OBJECT; TIMED_OUT; BAD_VALUE if it is malformed, which
-     *     ends the connection.
-     */
-    status_t receive(Message* message);
+    /** @return OK with a whole message; DEAD_OBJECT; TIMED_OUT; BAD_VALUE if it was rejected. */
+    status_t receive(Message* message, Deadline deadline);
 
     /** Ends the connection for both sides; the descriptor stays open. */
     void shutdown() const;
+    bool isShutDown() const { return mIsShutDown; }
     /** Ends the connection because of what the peer sent. */
-    void turnAway(const char* why) const;
+    void reject(const char* why) const;
 
   private:
-    class Deadline;
-
-    const base::unique_fd mSocket;
-    const pid_t mPeer;
-    const Patience mPatience;
+    const ForeignFd mSocket;
+    const std::shared_ptr<Peer> mPeer;
+    const bool mIsTrusted;
+    mutable std::atomic<bool> mIsShutDown{false};
 };
 
-/** Logs why a peer is turned away or given up: the one line that it gets. */
-void logPeer(pid_t peer, const char* what);
+/** A parcel as it is sent: its parts in the order of the message, and its descriptors. */
+class Outgoing {
+  public:
+    /**
+     * Points into the parcel, whose references to objects are filled in for the channel's peer.
+     *
+     * @return OK; FAILED_TRANSACTION if it is larger than a set could carry; -ETOOMANYREFS for too
+     *     many descriptors; NO_MEMORY if there are no descriptors left; INVALID_OPERATION for an
+     *     object of a third process.
+     */
+    status_t prepare(const MessageHeader& header, const Parcel& parcel, const Channel& channel);
+
+    bool isSent() const { return mNext == mParts.size(); }
+    /** sendmsg with what is left. @return bytes sent, or -1 with errno. */
+    ssize_t send(int socket, int flags);
+    const SmallVector<iovec, 4>& parts() const { return mParts; }
+
+  private:
+    void add(const void* data, size_t size);
+
+    SmallVector<iovec, 4> mParts;
+    size_t mNext = 0;
+    std::vector<int> mFds;
+    /** Ends of connections made for passed objects; closed when they have been sent. */
+    std::vector<base::unique_fd> mOwnedFds;
+};
 
 }  // namespace android::hardware

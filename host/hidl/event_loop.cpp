@@ -4,7 +4,6 @@
 
 #include <errno.h>
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -15,13 +14,9 @@
 
 #include <log/log.h>
 
-#include "host/hidl/rpc.h"
-
 namespace android::hardware {
 
 namespace {
-
-constexpr EventLoop::Key kWakeUpKey = 0;
 
 /** Every connection is a descriptor: be content with no fewer than the system allows. */
 void raiseDescriptorLimit() {
@@ -38,14 +33,9 @@ EventLoop& EventLoop::instance() {
     return *loop;
 }
 
-EventLoop::EventLoop()
-    : mEpoll(epoll_create1(EPOLL_CLOEXEC)), mWakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+EventLoop::EventLoop() : mEpoll(epoll_create1(EPOLL_CLOEXEC)) {
     raiseDescriptorLimit();
-    LOG_ALWAYS_FATAL_IF(mEpoll < 0 || mWakeUp < 0, "no event loop, errno %d", errno);
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.u64 = kWakeUpKey;
-    epoll_ctl(mEpoll, EPOLL_CTL_ADD, mWakeUp, &event);
+    LOG_ALWAYS_FATAL_IF(mEpoll < 0, "no event loop, errno %d", errno);
 }
 
 void EventLoop::add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key) {
@@ -70,25 +60,14 @@ void EventLoop::remove(Key key, int fd) {
     std::shared_ptr<EventSource> removed;  // ends after the lock is released
     epoll_ctl(mEpoll, EPOLL_CTL_DEL, fd, nullptr);
     std::lock_guard<std::mutex> lock(mLock);
-    mTimeouts.erase(key);
     auto it = mSources.find(key);
     if (it == mSources.end()) return;
     removed = std::move(it->second);
     mSources.erase(it);
 }
 
-void EventLoop::setTimeout(Key key, Clock::time_point when) {
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        if (when == Clock::time_point::max()) {
-            mTimeouts.erase(key);
-            return;
-        }
-        mTimeouts[key] = when;
-        mHasTimeouts = true;
-    }
-    uint64_t one = 1;
-    TEMP_FAILURE_RETRY(write(mWakeUp, &one, sizeof(one)));
+void EventLoop::runAt(Clock::time_point when, std::function<void()> function) {
+    mDue.emplace(when, std::move(function));
 }
 
 std::shared_ptr<EventSource> EventLoop::find(Key key) {
@@ -97,51 +76,34 @@ std::shared_ptr<EventSource> EventLoop::find(Key key) {
     return it == mSources.end() ? nullptr : it->second;
 }
 
-int EventLoop::timeToNext() {
-    if (!mHasTimeouts) return -1;
-    std::lock_guard<std::mutex> lock(mLock);
-    if (mTimeouts.empty()) return -1;
-    auto next = std::min_element(mTimeouts.begin(), mTimeouts.end(),
-                                 [](const auto& a, const auto& b) { return a.second < b.second; });
-    auto left = std::chrono::ceil<std::chrono::milliseconds>(next->second - Clock::now()).count();
-    return static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX));
+int EventLoop::timeToNext() const {
+    if (mDue.empty()) return -1;
+    // Rounded up: nothing is run early.
+    const auto wait =
+            std::chrono::ceil<std::chrono::milliseconds>(mDue.begin()->first - Clock::now());
+    return static_cast<int>(std::clamp<int64_t>(wait.count(), 0, INT_MAX));
 }
 
-void EventLoop::fireTimeouts() {
-    if (!mHasTimeouts) return;
-    std::vector<std::shared_ptr<EventSource>> due;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        for (auto it = mTimeouts.begin(); it != mTimeouts.end();) {
-            if (it->second > Clock::now()) {
-                ++it;
-                continue;
-            }
-            due.push_back(mSources[it->first]);
-            it = mTimeouts.erase(it);
-        }
-        mHasTimeouts = !mTimeouts.empty();
+void EventLoop::runDue() {
+    std::vector<std::function<void()>> due;
+    while (!mDue.empty() && mDue.begin()->first <= Clock::now()) {
+        due.push_back(std::move(mDue.begin()->second));
+        mDue.erase(mDue.begin());
     }
-    for (const auto& source : due) source->onTimeout();
+    for (const auto& function : due) function();
 }
 
 void EventLoop::runOnce(std::chrono::milliseconds wait) {
     epoll_event events[16];
-    int count = epoll_wait(mEpoll, events, static_cast<int>(std::size(events)),
-                           static_cast<int>(wait.count()));
+    const int count = epoll_wait(mEpoll, events, static_cast<int>(std::size(events)),
+                                 static_cast<int>(wait.count()));
     for (int i = 0; i < count; i++) {
-        if (events[i].data.u64 == kWakeUpKey) {
-            uint64_t ignored;
-            TEMP_FAILURE_RETRY(read(mWakeUp, &ignored, sizeof(ignored)));
-            continue;
-        }
         // An event handled before may have ended this source.
-        std::shared_ptr<EventSource> source = find(events[i].data.u64);
-        if (source == nullptr) continue;
-        Turn turn;
-        source->onEvents(events[i].events);
+        if (const auto source = find(events[i].data.u64); source != nullptr) {
+            source->onEvents(events[i].events);
+        }
     }
-    fireTimeouts();
+    if (!mDue.empty()) runDue();
 }
 
 void EventLoop::run() {

@@ -3,9 +3,11 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 #include <android-base/unique_fd.h>
 
@@ -17,13 +19,11 @@ class EventSource {
     virtual ~EventSource() = default;
     /** @param events as epoll tells them. */
     virtual void onEvents(uint32_t events) = 0;
-    /** The time set with EventLoop::setTimeout() has passed. */
-    virtual void onTimeout() {}
 };
 
 /**
- * The process's one loop over its connections. Whoever runs it serves the process's objects and
- * delivers death notices. While nothing happens on a connection it does not wake up.
+ * The process's one loop over its connections. The thread that runs it is the RPC thread: it serves
+ * the process's objects and delivers notices. While nothing happens it does not wake up.
  */
 class EventLoop {
   public:
@@ -41,8 +41,8 @@ class EventLoop {
     void modify(Key key, int fd, uint32_t events);
     /** To be called before the descriptor is closed. Unknown keys do no harm. */
     void remove(Key key, int fd);
-    /** Calls onTimeout() once at a time; a later call replaces the time, max() removes it. */
-    void setTimeout(Key key, Clock::time_point when);
+    /** Calls a function on the loop's thread, from which this is called, when its time has come. */
+    void runAt(Clock::time_point when, std::function<void()> function);
 
     /** Runs for ever. A loop that runs already is not run again: the caller then just waits. */
     [[noreturn]] void run();
@@ -55,17 +55,15 @@ class EventLoop {
   private:
     EventLoop();
     [[noreturn]] void serve();
-    int timeToNext();
-    void fireTimeouts();
+    int timeToNext() const;
+    void runDue();
     std::shared_ptr<EventSource> find(Key key);
 
     const base::unique_fd mEpoll;
-    const base::unique_fd mWakeUp;  // for a timeout that another thread sets
     std::mutex mLock;
-    Key mNextKey = 1;                                      // guarded by mLock
-    std::map<Key, std::shared_ptr<EventSource>> mSources;  // guarded by mLock
-    std::map<Key, Clock::time_point> mTimeouts;            // guarded by mLock
-    std::atomic<bool> mHasTimeouts{false};  // hint: nothing needs to be locked in the usual case
+    Key mNextKey = 1;                                                // guarded by mLock
+    std::unordered_map<Key, std::shared_ptr<EventSource>> mSources;  // guarded by mLock
+    std::multimap<Clock::time_point, std::function<void()>> mDue;    // of the loop's thread
     std::atomic<bool> mIsRunning{false};
 };
 

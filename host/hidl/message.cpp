@@ -1,32 +1,27 @@
-#include <hwbinder/Message.h>
+#include "host/hidl/message.h"
 
 #include <errno.h>
-#include <stdlib.h>
 #include <string.h>
-#include <sys/random.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <utility>
 
-#include <hwbinder/IBinder.h>
+#include <hwbinder/Parcel.h>
 
 namespace android::hardware {
 
-using base::unique_fd;
-
-Identity Identity::random() {
-    Identity identity;
-    if (getrandom(&identity, sizeof(identity), 0) != sizeof(identity)) abort();
-    return identity;
-}
+using limits::kMaxMessageFds;
+using limits::kMaxMessageSize;
 
 Message::Progress Message::receive(int socket, int flags) {
     // What came behind the message before may be a whole one.
-    if (mReceived > 0) {
-        if (const Progress progress = advance(0); progress != Progress::kPartial) return progress;
+    if (!isEmpty()) {
+        if (const Progress progress = advance(); progress != Progress::kPartial) return progress;
     }
-    iovec target{mData + mReceived, mCapacity - mReceived};
+    const size_t before = mBytes.size();
+    const size_t room = mBytes.capacity() - before;
+    iovec target{mBytes.data() + before, room};
     alignas(cmsghdr) char control[CMSG_SPACE(kMaxMessageFds * sizeof(int))];
     msghdr header{};
     header.msg_iov = &target;
@@ -34,8 +29,9 @@ Message::Progress Message::receive(int socket, int flags) {
     header.msg_control = control;
     header.msg_controllen = sizeof(control);
 
-    ssize_t count = TEMP_FAILURE_RETRY(recvmsg(socket, &header, flags | MSG_CMSG_CLOEXEC));
+    const ssize_t count = TEMP_FAILURE_RETRY(recvmsg(socket, &header, flags | MSG_CMSG_CLOEXEC));
     if (count < 0) return errno == EAGAIN ? Progress::kNothing : Progress::kClosed;
+    mBytes.grow(static_cast<size_t>(count));
     for (cmsghdr* c = CMSG_FIRSTHDR(&header); c != nullptr; c = CMSG_NXTHDR(&header, c)) {
         if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS) continue;
         for (size_t at = 0; at + sizeof(int) <= c->cmsg_len - CMSG_LEN(0); at += sizeof(int)) {
@@ -44,59 +40,52 @@ Message::Progress Message::receive(int socket, int flags) {
             mFds.emplace_back(fd);
         }
     }
-    if (count == 0) return isEmpty() ? Progress::kClosed : malformed("half a message");
-    if (header.msg_flags & MSG_CTRUNC) return malformed("descriptors lost");
-    return advance(static_cast<size_t>(count));
+    if (count == 0) return isEmpty() ? Progress::kClosed : reject("half a message");
+    if (header.msg_flags & MSG_CTRUNC) return reject("descriptors lost");
+    return advance();
 }
 
-Message::Progress Message::advance(size_t count) {
-    mReceived += count;
-    if (mFds.size() > kMaxMessageFds) return malformed("too many descriptors");
-    if (mReceived < sizeof(MessageHeader)) return Progress::kPartial;
+Message::Progress Message::advance() {
+    if (mFds.size() > kMaxMessageFds) return reject("too many descriptors");
+    if (mBytes.size() < sizeof(MessageHeader)) return Progress::kPartial;
 
     const MessageHeader& head = header();
     if (head.kind != MessageHeader::kCall && head.kind != MessageHeader::kReply) {
-        return malformed("unknown kind of message");
+        return reject("unknown kind of message");
     }
-    if (head.bodySize > kMaxMessageSize - sizeof(MessageHeader)) return malformed("oversized");
-    size_t total = sizeof(MessageHeader) + head.bodySize;
-    if (mReceived >= total) {
-        const size_t behind = mReceived - total;
-        const bool isOneWay =
-                head.kind == MessageHeader::kCall && head.flags & IBinder::FLAG_ONEWAY;
-        if (behind > 0 && !isOneWay) return malformed("bytes behind the message");
+    if (head.bodySize > kMaxMessageSize - sizeof(MessageHeader)) return reject("oversized");
+    const size_t total = sizeof(MessageHeader) + head.bodySize;
+    if (mBytes.size() >= total) {
+        const bool isLast = mBytes.size() == total;
+        if (!isLast && !head.isOneWay()) return reject("bytes behind the message");
         // Descriptors come with the first byte of their message.
-        if (mFds.size() < head.fdCount || (behind == 0 && mFds.size() > head.fdCount)) {
-            return malformed("descriptors missing or left over");
+        if (mFds.size() < head.fdCount || (isLast && mFds.size() > head.fdCount)) {
+            return reject("descriptors missing or left over");
         }
-        mBehind = behind;
         return Progress::kComplete;
     }
-    if (total > kInlineSize && !mHeap) {
-        mHeap.reset(new uint8_t[total]);
-        memcpy(mHeap.get(), mInline, mReceived);
-        mData = mHeap.get();
-        mCapacity = total;
+    if (total > mBytes.capacity()) {
+        if (!mMemory.claim(total)) return reject("its unfinished messages take too much memory");
+        mBytes.reserve(total);
     }
     return Progress::kPartial;
 }
 
-Message::Progress Message::malformed(const char* error) {
+Message::Progress Message::reject(const char* error) {
     mError = error;
-    return Progress::kMalformed;
+    return Progress::kRejected;
 }
 
-void Message::reset() {
-    if (mBehind > 0) {  // never in memory of its own: that has room for one message only
-        mFds.erase(mFds.begin(), mFds.begin() + header().fdCount);
-        memmove(mInline, mInline + mReceived - mBehind, mBehind);
-    } else {
-        mFds.clear();
-    }
-    mHeap.reset();
-    mData = mInline;
-    mCapacity = kInlineSize;
-    mReceived = std::exchange(mBehind, 0);
+void Message::moveTo(Parcel* parcel, const Channel& channel) {
+    const auto firstBehind = mFds.begin() + header().fdCount;
+    parcel->mFds.assign(std::make_move_iterator(mFds.begin()),
+                        std::make_move_iterator(firstBehind));
+    mFds.erase(mFds.begin(), firstBehind);
+    // A message on the heap has nothing behind it: its memory has room for no more.
+    parcel->mBytes.take(&mBytes, sizeof(MessageHeader) + header().bodySize);
+    parcel->mPosition = sizeof(MessageHeader);
+    parcel->mChannel = &channel;
+    mMemory.release();
 }
 
 }  // namespace android::hardware

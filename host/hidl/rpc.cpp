@@ -1,7 +1,13 @@
 #include "host/hidl/rpc.h"
 
+#include <errno.h>
+#include <sys/socket.h>
+
 #include <atomic>
 #include <utility>
+
+#include <android-base/stringprintf.h>
+#include <hwbinder/Parcel.h>
 
 #include "host/hidl/objects.h"
 
@@ -9,15 +15,7 @@ namespace android::hardware {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-std::atomic<bool> gTakesTurns{false};
-thread_local int tTurns = 0;
-
-std::mutex& turnLock() {
-    static auto* lock = new std::mutex;  // outlives the threads that are still served at exit
-    return *lock;
-}
+using limits::Duration;
 
 /** A call that this thread is serving; `outer` is the one that it is nested in. */
 struct ServedCall {
@@ -35,93 +33,159 @@ struct ServedCall {
 };
 thread_local ServedCall* ServedCall::tInnermost = nullptr;
 
-void serveNested(Channel& channel, Message& call) {
-    auto answer = [&channel](status_t status, const Parcel& parcel) {
-        MessageHeader header;
-        header.kind = MessageHeader::kReply;
-        header.code = static_cast<uint32_t>(status);
-        return channel.send(header, parcel);
-    };
-    Turn turn;
-    sp<BHwBinder> object = findExported(call.header().target, channel.peer());
-    // A failure shows when the caller goes on waiting for its reply.
-    if (serve(channel, call, object, answer) != OK) channel.shutdown();
+/** Room for a call while it is handled, out of that of the process. */
+class TransactionSpace {
+  public:
+    explicit TransactionSpace(const MessageHeader& call)
+        : mSize(std::max(call.space, call.bodySize)), mIsGranted((sTaken += mSize) <= kLimit) {}
+    ~TransactionSpace() { sTaken -= mSize; }
+    TransactionSpace(const TransactionSpace&) = delete;
+    TransactionSpace& operator=(const TransactionSpace&) = delete;
+
+    bool isGranted() const { return mIsGranted; }
+
+  private:
+    static constexpr size_t kLimit = limits::kTransactionSpace;
+    static std::atomic<size_t> sTaken;
+
+    const size_t mSize;
+    const bool mIsGranted;
+};
+std::atomic<size_t> TransactionSpace::sTaken{0};
+
+/** The time that this thread has left for waiting while it serves calls. */
+struct Patience {
+    uint64_t call = 0;  // number of the call being served, not counting nested ones
+    Duration left = limits::kServeTimeout;
+    Deadline since = coarseNow();
+    Deadline outerDeadline = kNoDeadline;
+};
+thread_local Patience tPatience;
+
+/** The wait for a peer to take or answer a message, out of what it and this thread have left. */
+class Wait {
+  public:
+    explicit Wait(Channel& channel)
+        : mChannel(channel), mIsBounded(!channel.isTrusted()), mIsServing(ServedCall::tInnermost) {
+        if (!mIsBounded) return;
+        mBegin = coarseNow();
+        Duration limit = limits::kAnswerTimeout;
+        if (mIsServing) {
+            if (mOuter == kNoDeadline) {
+                const Duration back = (mBegin - tPatience.since) / limits::kServeFraction;
+                tPatience.left = std::min(limits::kServeTimeout, tPatience.left + back);
+            }
+            limit = std::min(limits::kPeerTimeout - channel.peer().waited(tPatience.call),
+                             tPatience.left / 2);
+        }
+        mDeadline = tPatience.outerDeadline = std::min(mOuter, mBegin + limit);
+    }
+    ~Wait() {
+        if (!mIsBounded) return;
+        tPatience.outerDeadline = mOuter;
+        if (!mIsServing) return;
+        const Deadline end = coarseNow();
+        mChannel.peer().addWait(tPatience.call, end - mBegin);
+        if (mOuter != kNoDeadline) return;  // the outer wait counts it
+        tPatience.left -= end - mBegin;
+        tPatience.since = end;
+    }
+    Wait(const Wait&) = delete;
+    Wait& operator=(const Wait&) = delete;
+
+    Deadline deadline() const { return mDeadline; }
+    bool isTooShort() const { return mIsBounded && mDeadline - mBegin < limits::kMinTimeout; }
+    /** @param failure what the peer did not do in time. */
+    void giveUp(const char* failure) const {
+        const auto ms = std::chrono::ceil<std::chrono::milliseconds>(mDeadline - mBegin).count();
+        mChannel.peer().giveUp(base::StringPrintf("%s within %d ms", failure, int(ms)).c_str());
+    }
+
+  private:
+    Channel& mChannel;
+    const bool mIsBounded;
+    const bool mIsServing;
+    const Deadline mOuter = tPatience.outerDeadline;
+    Deadline mBegin;
+    Deadline mDeadline = kNoDeadline;
+};
+
+status_t answer(Channel& channel, status_t status, const Parcel& parcel) {
+    MessageHeader header;
+    header.kind = MessageHeader::kReply;
+    header.code = static_cast<uint32_t>(status);
+    Outgoing outgoing;
+    status_t error = outgoing.prepare(header, parcel, channel);
+    if (error != OK) return error;
+    if (outgoing.send(channel.socket(), MSG_DONTWAIT) >= 0 && outgoing.isSent()) return OK;
+    const Wait wait(channel);
+    error = channel.send(&outgoing, wait.deadline());
+    if (error == TIMED_OUT) wait.giveUp("it did not read an answer");
+    return error;
 }
 
 }  // namespace
 
-void Turn::takeTurns() {
-    gTakesTurns = true;
-}
-
-Turn::Turn() {
-    if (gTakesTurns && tTurns == 0) turnLock().lock();
-    if (gTakesTurns) tTurns++;
-}
-
-Turn::~Turn() {
-    if (tTurns > 0 && --tTurns == 0) turnLock().unlock();
-}
-
-Turn::Pause::Pause() : mTurns(tTurns) {
-    tTurns = 0;
-    if (mTurns > 0) turnLock().unlock();
-}
-
-Turn::Pause::~Pause() {
-    if (mTurns > 0) turnLock().lock();
-    tTurns = mTurns;
-}
-
-Channel* servedChannel(pid_t peer) {
+Channel* servedChannel(const Peer& peer) {
     for (ServedCall* call = ServedCall::tInnermost; call != nullptr; call = call->outer) {
-        if (call->channel.peer() == peer) return call->isAnswered ? nullptr : &call->channel;
+        if (&call->channel.peer() == &peer) return call->isAnswered ? nullptr : &call->channel;
     }
     return nullptr;
 }
 
 status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& data,
                   Parcel* reply) {
-    if (status_t error = channel.send(header, data); error != OK) return error;
-    Message& message = reply->incoming();
-    Clock::duration waited{0};  // without the time that its nested calls take here
-    while (true) {
-        const Clock::time_point begin = Clock::now();
-        message.reset();
-        if (status_t error = channel.receive(&message); error != OK) return error;
-        if (message.header().kind == MessageHeader::kReply) break;
-        waited += Clock::now() - begin;
-        if (channel.patience() != Channel::kForever && waited >= channel.patience()) {
-            return TIMED_OUT;  // it calls and calls and does not answer
-        }
-        serveNested(channel, message);
+    const Wait wait(channel);
+    if (wait.isTooShort()) {
+        channel.peer().log("not called: no time is left for it");
+        return WOULD_BLOCK;
     }
-    reply->setSource(message, channel);
-    return OK;
+    status_t status = channel.send(header, data, wait.deadline());
+    Message message(channel.peer());
+    while (status == OK) {
+        status = channel.receive(&message, wait.deadline());
+        if (status != OK) break;
+        if (message.header().kind == MessageHeader::kReply) {
+            status = static_cast<status_t>(message.header().code);
+            message.moveTo(reply, channel);
+            return status;
+        }
+        // What is malformed, or not answered, shows when the wait for the reply goes on.
+        if (!serve(channel, message, findExported(message.header().target))) channel.shutdown();
+        if (coarseNow() >= wait.deadline()) status = TIMED_OUT;  // it calls on and does not answer
+    }
+    if (status == TIMED_OUT) wait.giveUp("it did not answer");
+    if (status == DEAD_OBJECT) channel.shutdown();
+    return status;
 }
 
-status_t serve(Channel& channel, Message& call, const sp<BHwBinder>& object, const Answer& answer) {
-    const MessageHeader& header = call.header();
-    ServedCall served(channel, header.flags & IBinder::FLAG_ONEWAY);
-    Parcel data(call, channel);
+bool serve(Channel& channel, Message& call, const sp<BHwBinder>& object) {
+    const MessageHeader header = call.header();
+    ServedCall served(channel, header.isOneWay());
+    if (served.outer == nullptr) tPatience.call++;
+    const TransactionSpace space(header);
+    Parcel data;
+    call.moveTo(&data, channel);
     Parcel reply;
+    status_t sent = OK;
     auto send = [&](status_t status, const Parcel& parcel) {
         if (std::exchange(served.isAnswered, true)) return;
-        status_t error = answer(status, parcel);
-        if (error == DEAD_OBJECT || error == TIMED_OUT) return;  // there is nobody to tell
-        if (error != OK) answer(error, Parcel());
+        sent = answer(channel, status, parcel);
+        if (sent != OK && !channel.isShutDown()) sent = answer(channel, sent, Parcel());
     };
     std::function<void(Parcel&)> sendReply = [&](Parcel& parcel) { send(OK, parcel); };
 
     status_t status = DEAD_OBJECT;
-    if (served.depth > kMaxNesting) {
+    if (served.depth > limits::kMaxNesting) {
+        status = -ELOOP;
+    } else if (!space.isGranted()) {
         status = FAILED_TRANSACTION;
     } else if (object != nullptr) {
         status = object->transact(header.code, data, &reply, header.flags, sendReply);
     }
-    if (data.isMalformed()) return BAD_VALUE;
+    if (data.isMalformed()) return false;
     send(status, reply);
-    return OK;
+    return sent == OK;
 }
 
 }  // namespace android::hardware

@@ -1,5 +1,6 @@
 #define LOG_TAG "hidl"
 
+#include <errno.h>
 #include <hidl/HidlTransportSupport.h>
 
 namespace android::hardware {
@@ -31,7 +32,15 @@ std::string Status::description() const {
         case TIMED_OUT:
             return "the other side did not answer";
         case FAILED_TRANSACTION:
-            return "a message is too large, or the call is nested too deep";
+            return "the call takes more room than a set has for calls";
+        case BAD_VALUE:
+            return "the other side broke the format";
+        case NO_MEMORY:
+            return "no descriptors or memory left";
+        case WOULD_BLOCK:
+            return "no time left for a call";
+        case -ELOOP:
+            return "too many calls within each other";
         default:
             return "transport error " + std::to_string(mError);
     }
@@ -44,15 +53,15 @@ return_status::return_status(return_status&& other) noexcept {
 }
 
 return_status& return_status::operator=(return_status&& other) noexcept {
-    if (!mChecked) assertOk();  // the status that this one held is lost here
+    if (!mIsExamined) assertOk();  // the status that this one held is lost here
     mStatus = std::move(other.mStatus);
-    mChecked = other.mChecked;
+    mIsExamined = other.mIsExamined;
     other.mStatus = Status::ok();
     return *this;
 }
 
 return_status::~return_status() {
-    if (!mChecked) assertOk();
+    if (!mIsExamined) assertOk();
 }
 
 void return_status::assertOk() const {

@@ -6,15 +6,18 @@
 
 #include "host/hidl/event_loop.h"
 #include "host/hidl/objects.h"
-#include "host/hidl/rpc.h"
-#include "host/hidl/service_table.h"
+#include "host/hidl/services.h"
 
 #include <android/hidl/base/1.0/BnHwBase.h>
+#include <android/hidl/base/1.0/BpHwBase.h>
 
 namespace android::hardware {
 
 using hidl::base::V1_0::BnHwBase;
+using hidl::base::V1_0::BpHwBase;
 using hidl::base::V1_0::IBase;
+using hidl::manager::V1_0::IServiceManager;
+using hidl::manager::V1_0::IServiceNotification;
 
 namespace {
 
@@ -28,12 +31,44 @@ std::vector<std::string> interfaceChain(const sp<IBase>& object) {
     return chain;
 }
 
+std::string fullName(const std::string& descriptor, const std::string& instance) {
+    return descriptor + "/" + instance;
+}
+
+sp<IBase> toInterface(const sp<IBinder>& binder) {
+    if (binder == nullptr) return nullptr;
+    sp<IBase> local = details::localObject(binder);
+    return local != nullptr ? local : sp<IBase>(new BpHwBase(binder));
+}
+
+/** The run directory as the platform's clients see it. */
+class ServiceManager : public IServiceManager {
+  public:
+    Return<sp<IBase>> get(const hidl_string& descriptor, const hidl_string& instance) override {
+        return toInterface(findService(fullName(descriptor, instance), /* shouldWait */ false));
+    }
+    Return<void> list(list_cb answer) override {
+        const std::vector<std::string> names = listServices();
+        answer(hidl_vec<hidl_string>(names.begin(), names.end()));
+        return Void();
+    }
+    Return<bool> registerForNotifications(const hidl_string& descriptor,
+                                          const hidl_string& instance,
+                                          const sp<IServiceNotification>& callback) override {
+        if (callback == nullptr) return false;
+        const auto notify = [=](bool isPreexisting) {
+            callback->onRegistration(descriptor, instance, isPreexisting).isOk();
+        };
+        ProcessState::self()->startThreadPool();
+        return watchService(fullName(descriptor, instance), notify) == OK;
+    }
+};
+
 }  // namespace
 
 void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
     LOG_ALWAYS_FATAL_IF(maxThreads != 1, "one RPC thread is supported, not %zu", maxThreads);
     gCallerWillJoin = callerWillJoin;
-    Turn::takeTurns();
 }
 
 void joinRpcThreadpool() {
@@ -49,8 +84,9 @@ void ProcessState::startThreadPool() {
     if (!gCallerWillJoin) EventLoop::instance().runInBackground();
 }
 
-sp<hidl::manager::V1_0::IServiceManager> defaultServiceManager() {
-    return nullptr;
+sp<IServiceManager> defaultServiceManager() {
+    static auto* manager = new sp<IServiceManager>(new ServiceManager);
+    return *manager;
 }
 
 status_t BHwBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags,
@@ -63,7 +99,8 @@ IBinder* IInterface::asBinder(IInterface* interface) {
 }
 
 void hidl_binder_death_recipient::binderDied(const wp<IBinder>&) {
-    mRecipient->serviceDied(mCookie, mBase);
+    const sp<hidl_death_recipient> recipient = mRecipient.promote();
+    if (recipient != nullptr) recipient->serviceDied(mCookie, mBase);
 }
 
 status_t readEmbeddedFromParcel(const hidl_string& string, const Parcel& parcel, size_t, size_t) {
@@ -132,7 +169,7 @@ Return<bool> canCastInterface(IBase* object, const char* descriptor) {
     Return<void> status = object->interfaceChain([&](const hidl_vec<hidl_string>& chain) {
         for (const hidl_string& offered : chain) isOffered |= offered == descriptor;
     });
-    if (!status.isOk()) return Status::fromStatusT(DEAD_OBJECT);
+    if (!status.isOk()) return statusOf(status);
     return isOffered;
 }
 
@@ -141,14 +178,22 @@ sp<IBase> localObject(const sp<IBinder>& binder) {
     return stub == nullptr ? nullptr : stub->getImpl();
 }
 
+sp<IBinder> findService(const std::string& descriptor, const std::string& instance,
+                        bool shouldWait) {
+    return hardware::findService(fullName(descriptor, instance), shouldWait);
+}
+
 status_t registerAsServiceInternal(const sp<IBase>& service, const std::string& instance) {
     if (service == nullptr) return UNEXPECTED_NULL;
     sp<IBinder> stub = getOrCreateCachedBinder(service.get());
     if (stub == nullptr || stub->localBinder() == nullptr) return INVALID_OPERATION;
-    std::vector<std::string> chain = interfaceChain(service);
-    chain.pop_back();  // every object is an IBase: that name tells nothing
-    if (!gCallerWillJoin) ProcessState::self()->startThreadPool();
-    return registerService(chain, instance, stub->localBinder());
+    std::vector<std::string> names;
+    for (const std::string& descriptor : interfaceChain(service)) {
+        names.push_back(fullName(descriptor, instance));
+    }
+    names.pop_back();  // every object is an IBase: that name tells nothing
+    ProcessState::self()->startThreadPool();
+    return registerService(names, stub->localBinder());
 }
 
 }  // namespace details

@@ -102,6 +102,8 @@ std::vector<std::pair<std::string, std::string>> filesOfSet(const SetOptions& op
             {"audio/cpupost_ready_after", "0\n"},
             {"faults", ""},
             {"journal", ""},
+            {"declared",
+             options.hasHal ? "android.hardware.audio@5.0::IDevicesFactory/default\n" : ""},
     };
     if (options.isReady) files.emplace_back("fs/data/vendor/tmp/dtv_svc_is_ready", "");
     return files;

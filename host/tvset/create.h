@@ -11,6 +11,7 @@ struct SetOptions {
     uint8_t segment = 0x53;  /**< the segment byte of the EEPROM */
     uint8_t centerMode = 1;  /**< the centre-speaker-mode byte of the EEPROM */
     bool isReady = true;     /**< the middleware's ready marker is there */
+    bool hasHal = false;     /**< the device manifest declares the primary audio HAL */
 };
 
 /**
@@ -24,6 +25,7 @@ struct SetOptions {
  *     bectrl/                          a driver that answers with success after 20 ms
  *     audio/                           a post-processor that is ready
  *     faults, journal                  empty
+ *     declared                         what the device manifest declares beside our services
  *     run/                             for sockets, open to the user alone
  *
  * The directory appears whole or not at all. An empty directory may be there already. Called by

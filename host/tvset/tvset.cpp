@@ -43,6 +43,8 @@ int main(int argc, char** argv) {
     make->add_option("--center-mode", centerMode, "Centre-speaker-mode byte of the EEPROM (1)")
             ->check(CLI::Range(0, 255));
     make->add_flag("--not-ready", notReady, "Leave out the middleware's ready marker");
+    make->add_flag("--hal", options.hasHal,
+                   "Declare the primary audio HAL: services wait for it without limit");
 
     CLI::App* primaryHal = app.add_subcommand(
             "primary-hal", "Run the primary audio HAL of the set until a signal ends it");

@@ -64,19 +64,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) || socketpair(AF_UNIX, SOCK_STREAM, 0, more)) {
         abort();
     }
-    base::unique_fd passed(more[0]), kept(more[1]), ours(ends[0]);
+    base::unique_fd passed(more[0]), kept(more[1]);
+    ForeignFd ours(ends[0]);
     RawClient peer{base::unique_fd(ends[1])};
     peer.send(bytes, around & kHasObject ? passed.get() : -1);
     if (around & kIsReply) {
         peer.endSending();
         kCalls[method % std::size(kCalls)](
-                new BpHwBinder({{1, 2}}, std::move(ours), getpid(), Channel::kForever));
+                new BpHwBinder({{1, 2}}, std::move(ours), getpid(), /* isTrusted */ true));
         return 0;
     }
-    ServedConnection::start(getOrCreateCachedBinder(object.get())->localBinder(), {{3, 4}},
-                            std::move(ours), getpid(), Channel::kCallback);
+    startServing(getOrCreateCachedBinder(object.get())->localBinder(), std::move(ours), getpid(),
+                 /* isTrusted */ false);
     EventLoop::instance().runOnce(std::chrono::milliseconds(0));
     peer.hangUp();
-    while (countConnections(getpid()) > 0) EventLoop::instance().runOnce(std::chrono::seconds(1));
+    while (Peer::of(getpid())->connections() > 0)
+        EventLoop::instance().runOnce(std::chrono::seconds(1));
     return 0;
 }

@@ -23,6 +23,9 @@ namespace fakes {
 using namespace android;
 using namespace android::hardware;
 using namespace com::zavo::dtv::hardware::audio;
+using hidl::base::V1_0::IBase;
+using hidl::manager::V1_0::IServiceManager;
+using hidl::manager::V1_0::IServiceNotification;
 using V1_1::IHdmiAudioCallback;
 using V3_1::TvPositionType;
 using Words = hidl_vec<hidl_string>;
@@ -36,8 +39,8 @@ struct Callback : IHdmiAudioCallback {
     const std::function<void(const Words&)> told;
 };
 
-struct Mourner : hidl_death_recipient {
-    void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>&) override {
+struct DeathRecorder : hidl_death_recipient {
+    void serviceDied(uint64_t cookie, const wp<IBase>&) override {
         gJournal.say("death of " + std::to_string(cookie) +
                      (gettid() == getpid() ? " on the RPC thread" : " elsewhere"));
     }
@@ -64,8 +67,9 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
             usleep(useconds_t(std::stoi(argument)) * 1000);
             gJournal.say("work ends");
         }
-        if (order == "link") return callback->linkToDeath(mourner, 7).withDefault(false) ? 1 : 0;
-        if (order == "unlink") return callback->unlinkToDeath(mourner).withDefault(false) ? 1 : 0;
+        if (order == "wait") gOrders.next();
+        if (order == "link") return callback->linkToDeath(recorder, 7).withDefault(false) ? 1 : 0;
+        if (order == "unlink") return callback->unlinkToDeath(recorder).withDefault(false) ? 1 : 0;
         if (order == "hand over") {
             sp<V1_1::IHdmiAudio> other = V1_1::IHdmiAudio::getService(argument);
             return other->setCallback(callback).isOk() ? 0 : -1;
@@ -92,7 +96,7 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
     bool notifiesLate = false;
     sp<IHdmiAudioCallback> callback;
     sp<IHdmiAudioCallback> own;
-    const sp<Mourner> mourner = new Mourner;
+    const sp<DeathRecorder> recorder = new DeathRecorder;
 };
 
 struct FakeSpeaker : V3_1::IOutputSpeaker {
@@ -196,8 +200,25 @@ struct FakeVirtualizer : V5_0::IHeadphoneVirtualizer {
     Return<int32_t> cancel(int32_t) override { return 0; }
 };
 
+/** A service that hands out the object that it was given. */
+struct FakeManager : IServiceManager {
+    Return<sp<IBase>> get(const hidl_string&, const hidl_string&) override { return given; }
+    Return<void> list(list_cb answer) override {
+        answer({});
+        return Void();
+    }
+    Return<bool> registerForNotifications(const hidl_string&, const hidl_string&,
+                                          const sp<IServiceNotification>& callback) override {
+        given = callback;
+        return true;
+    }
+    sp<IBase> given;
+};
+
 inline void logToJournal(const __android_logger_data* entry, const char* text) {
-    if (entry->tag == std::string("hidl")) gJournal.say(text);
+    if (entry->tag != std::string("hidl")) return;
+    const std::string line = text;  // without the time that a peer had: it depends on the machine
+    gJournal.say(line.substr(0, line.find(" within ")));
 }
 
 /** A process that serves one of each as "default" and tells of what its runtime logs. */
@@ -209,7 +230,7 @@ inline void logToJournal(const __android_logger_data* entry, const char* text) {
     for (const status_t status :
          {sp(new FakeHdmiAudio)->registerAsService(), sp(new FakeSpeaker)->registerAsService(),
           external->registerAsService(), external->own->registerAsService(),
-          sp(new FakeCalibration)->registerAsService(),
+          sp(new FakeCalibration)->registerAsService(), sp(new FakeManager)->registerAsService(),
           sp(new FakeVirtualizer)->registerAsService()}) {
         if (status != OK) gJournal.say("not registered: " + std::to_string(status));
     }

@@ -25,7 +25,7 @@ class RawClient {
         setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
         sockaddr_un address{AF_UNIX, {}};
         const std::string path = getenv("TVSET_ROOT") +
-                                 ("/run/com.zavo.dtv.hardware.audio@" + interface + "/default");
+                                 ("/run/com.zavo.dtv.hardware.audio@" + interface + "%2Fdefault");
         path.copy(address.sun_path, sizeof(address.sun_path) - 1);
         if (connect(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) abort();
     }
@@ -91,11 +91,11 @@ inline std::string token(const std::string& interface) {
 /** The message that a parcel becomes. */
 inline std::string bytesOnTheWire(const android::hardware::Parcel& parcel) {
     using android::hardware::Channel;
-    android::hardware::Parcel::Outgoing outgoing;
-    if (parcel.prepare({}, Channel({}, 0, Channel::kForever), &outgoing) != 0) return "refused";
+    android::hardware::Outgoing outgoing;
+    if (outgoing.prepare({}, parcel, Channel({}, 0, /* isTrusted */ true)) != 0) return "refused";
     std::string bytes;
-    for (size_t i = 0; i < outgoing.count; i++) {
-        const iovec& part = outgoing.parts()[i];
+    for (size_t i = 0; i < outgoing.parts().size(); i++) {
+        const iovec& part = outgoing.parts().data()[i];
         bytes.append(static_cast<const char*>(part.iov_base), part.iov_len);
     }
     return bytes;

@@ -33,6 +33,11 @@ class TempSet {
 
     std::string path(const std::string& name) const { return mRoot + "/" + name; }
 
+    /** Whether a service, "INTERFACE/INSTANCE", has a socket. */
+    bool hasService(std::string name) const {
+        return has("run/" + name.replace(name.find('/'), 1, "%2F"));
+    }
+
     bool has(const std::string& name) const { return std::filesystem::exists(path(name)); }
 
     /** The permission bits. */

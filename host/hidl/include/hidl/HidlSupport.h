@@ -60,6 +60,24 @@ int32_t getPidIfSharable();
 /** Whether an object may tell its address: never, it would help an attacker only. */
 bool debuggable();
 
+/** A pointer as messages carry it: in eight bytes, also in a process of 32 bits. */
+template <typename T>
+struct hidl_pointer {
+    hidl_pointer() : mBits(0) {}
+    hidl_pointer& operator=(T* pointer) {
+        mBits = 0;
+        mPointer = pointer;
+        return *this;
+    }
+    operator T*() const { return mPointer; }
+
+  private:
+    union {
+        uint64_t mBits;
+        T* mPointer;
+    };
+};
+
 /** Hooks for test instrumentation; none is ever loaded here. */
 class HidlInstrumentor {
   public:
@@ -77,79 +95,42 @@ struct hidl_death_recipient : public virtual RefBase {
 /** A native handle that may be owned; its size is part of the interface format. */
 struct hidl_handle {
     hidl_handle() = default;
-    hidl_handle(const native_handle_t* handle) : mHandle(handle) {}
-    hidl_handle(const hidl_handle& other) : hidl_handle() { *this = other; }
-    hidl_handle(hidl_handle&& other) noexcept : hidl_handle() { *this = std::move(other); }
+    hidl_handle(const native_handle_t* handle) { mHandle = handle; }
+    hidl_handle(const hidl_handle& other) {
+        if (other.mHandle != nullptr) setTo(native_handle_clone(other.mHandle), true);
+    }
+    hidl_handle(hidl_handle&& other) noexcept { swap(other); }
     ~hidl_handle() { release(); }
 
-    hidl_handle& operator=(const hidl_handle& other);
-    hidl_handle& operator=(hidl_handle&& other) noexcept;
-    hidl_handle& operator=(const native_handle_t* handle);
+    hidl_handle& operator=(hidl_handle other) noexcept {
+        swap(other);
+        return *this;
+    }
 
     /** Takes the handle; with `shouldOwn` its descriptors are closed when this object ends. */
-    void setTo(native_handle_t* handle, bool shouldOwn = false);
+    void setTo(native_handle_t* handle, bool shouldOwn = false) {
+        release();
+        mHandle = handle;
+        mOwnsHandle = shouldOwn;
+    }
     const native_handle_t* getNativeHandle() const { return mHandle; }
     const native_handle_t* operator->() const { return mHandle; }
     operator const native_handle_t*() const { return mHandle; }
 
   private:
-    void release();
+    void release() {
+        if (!mOwnsHandle) return;
+        native_handle_close(mHandle);
+        native_handle_delete(const_cast<native_handle_t*>(getNativeHandle()));
+    }
+    void swap(hidl_handle& other) noexcept {
+        std::swap(mHandle, other.mHandle);
+        std::swap(mOwnsHandle, other.mOwnsHandle);
+    }
 
-    alignas(8) const native_handle_t* mHandle = nullptr;
+    details::hidl_pointer<const native_handle_t> mHandle;
     bool mOwnsHandle = false;
 };
-
-/**
- * A counted string, NUL-terminated as well; may hold NUL bytes. Owns its text, or points into a
- * received message while that lives.
- */
-struct hidl_string {
-    hidl_string() = default;
-    hidl_string(const char* text) : hidl_string(text, text == nullptr ? 0 : strlen(text)) {}
-    hidl_string(const char* text, size_t length) { copyFrom(text, length); }
-    hidl_string(const std::string& text) : hidl_string(text.data(), text.size()) {}
-    hidl_string(const hidl_string& other) : hidl_string(other.c_str(), other.size()) {}
-    hidl_string(hidl_string&& other) noexcept { moveFrom(std::move(other)); }
-    ~hidl_string() { clear(); }
-
-    hidl_string& operator=(const hidl_string& other);
-    hidl_string& operator=(hidl_string&& other) noexcept;
-    hidl_string& operator=(const char* text) { return *this = hidl_string(text); }
-    hidl_string& operator=(const std::string& text) { return *this = hidl_string(text); }
-    operator std::string() const { return {mBuffer, mSize}; }
-
-    const char* c_str() const { return mBuffer; }
-    size_t size() const { return mSize; }
-    bool empty() const { return mSize == 0; }
-
-    /** Points to a text of `length` bytes and a NUL behind them, which must outlive this object. */
-    void setToExternal(const char* text, size_t length);
-    void clear();
-
-  private:
-    void copyFrom(const char* text, size_t length);
-    void moveFrom(hidl_string&& other) noexcept;
-
-    alignas(8) const char* mBuffer = "";
-    uint32_t mSize = 0;
-    bool mOwnsBuffer = false;
-};
-
-inline bool operator==(const hidl_string& a, const hidl_string& b) {
-    return a.size() == b.size() && memcmp(a.c_str(), b.c_str(), a.size()) == 0;
-}
-inline bool operator!=(const hidl_string& a, const hidl_string& b) {
-    return !(a == b);
-}
-inline bool operator==(const hidl_string& a, const char* b) {
-    return a.size() == strlen(b) && memcmp(a.c_str(), b, a.size()) == 0;
-}
-inline bool operator!=(const hidl_string& a, const char* b) {
-    return !(a == b);
-}
-inline bool operator<(const hidl_string& a, const hidl_string& b) {
-    return std::string(a) < std::string(b);
-}
 
 /** A counted array. Owns its elements, or points into a received message while that lives. */
 template <typename T>
@@ -168,7 +149,7 @@ struct hidl_vec {
                       typename std::iterator_traits<Iterator>::iterator_category>>>
     hidl_vec(Iterator first, Iterator last) {
         allocate(static_cast<size_t>(std::distance(first, last)));
-        std::copy(first, last, mBuffer);
+        std::copy(first, last, data());
     }
     hidl_vec(const hidl_vec& other) : hidl_vec(other.begin(), other.end()) {}
     hidl_vec(hidl_vec&& other) noexcept { swap(other); }
@@ -203,23 +184,23 @@ struct hidl_vec {
     void setToExternal(T* data, size_t size, bool shouldOwn = false) {
         release();
         mBuffer = data;
-        mSize = details_size(size);
+        mSize = checked(size);
         mOwnsBuffer = shouldOwn;
     }
 
   private:
-    static uint32_t details_size(size_t size) {
+    static uint32_t checked(uint64_t size) {
         if (size > UINT32_MAX) abort();
         return static_cast<uint32_t>(size);
     }
     void allocate(size_t size) {
         if (size == 0) return;
-        mSize = details_size(size);
+        mSize = checked(size);
         mBuffer = new T[size]();
         mOwnsBuffer = true;
     }
     void release() {
-        if (mOwnsBuffer) delete[] mBuffer;
+        if (mOwnsBuffer) delete[] data();
         mBuffer = nullptr;
         mSize = 0;
         mOwnsBuffer = false;
@@ -230,10 +211,65 @@ struct hidl_vec {
         std::swap(mOwnsBuffer, other.mOwnsBuffer);
     }
 
-    alignas(8) T* mBuffer = nullptr;
+    details::hidl_pointer<T> mBuffer;
     uint32_t mSize = 0;
     bool mOwnsBuffer = false;
 };
+
+/**
+ * A counted string, NUL-terminated as well; may hold NUL bytes. Owns its text, or points into a
+ * received message while that lives.
+ */
+struct hidl_string {
+    hidl_string() = default;
+    hidl_string(const char* text) : hidl_string(text, text == nullptr ? 0 : strlen(text)) {}
+    hidl_string(const char* text, size_t length) {
+        if (length == 0) return;
+        char* copy = new char[length + 1];
+        memcpy(copy, text, length);
+        copy[length] = '\0';
+        mText.setToExternal(copy, length, /* shouldOwn */ true);
+    }
+    hidl_string(const std::string& text) : hidl_string(text.data(), text.size()) {}
+    hidl_string(const hidl_string& other) : hidl_string(other.c_str(), other.size()) {}
+    hidl_string(hidl_string&& other) noexcept = default;
+
+    hidl_string& operator=(hidl_string other) noexcept {
+        mText = std::move(other.mText);
+        return *this;
+    }
+    hidl_string& operator=(const char* text) { return *this = hidl_string(text); }
+    operator std::string() const { return {c_str(), size()}; }
+
+    const char* c_str() const { return mText.data() == nullptr ? "" : mText.data(); }
+    size_t size() const { return mText.size(); }
+    bool empty() const { return mText.empty(); }
+
+    /** Points to a text of `length` bytes and a NUL behind them, which must outlive this object. */
+    void setToExternal(const char* text, size_t length) {
+        mText.setToExternal(const_cast<char*>(text), length);
+    }
+    void clear() { mText = {}; }
+
+  private:
+    hidl_vec<char> mText;
+};
+
+inline bool operator==(const hidl_string& a, const hidl_string& b) {
+    return a.size() == b.size() && memcmp(a.c_str(), b.c_str(), a.size()) == 0;
+}
+inline bool operator!=(const hidl_string& a, const hidl_string& b) {
+    return !(a == b);
+}
+inline bool operator==(const hidl_string& a, const char* b) {
+    return a.size() == strlen(b) && memcmp(a.c_str(), b, a.size()) == 0;
+}
+inline bool operator!=(const hidl_string& a, const char* b) {
+    return !(a == b);
+}
+inline bool operator<(const hidl_string& a, const hidl_string& b) {
+    return std::string(a) < std::string(b);
+}
 
 template <typename T>
 bool operator==(const hidl_vec<T>& a, const hidl_vec<T>& b) {
@@ -286,9 +322,9 @@ std::enable_if_t<std::is_arithmetic_v<T>, std::string> toString(T value) {
 }
 template <typename T>
 std::string toString(const hidl_vec<T>& values) {
-    std::string text = "[";
-    for (const T& value : values) text += (text.size() > 1 ? ", " : "") + toString(value);
-    return text + "]";
+    std::string text;
+    for (const T& value : values) text += (text.empty() ? "" : ", ") + toString(value);
+    return "[" + std::to_string(values.size()) + "]{" + text + "}";
 }
 
 }  // namespace hardware

@@ -23,7 +23,7 @@ void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin);
 /** Serves calls and death notices on the calling thread. Does not return. */
 void joinRpcThreadpool();
 
-/** Notification of registrations is not offered: always null. */
+/** Finds and lists services, and tells when one is registered. In this process; any thread. */
 sp<hidl::manager::V1_0::IServiceManager> defaultServiceManager();
 
 status_t readFromParcel(Status* status, const Parcel& parcel);
@@ -40,9 +40,9 @@ status_t writeEmbeddedToParcel(const hidl_string& string, Parcel* parcel, size_t
 template <typename T>
 status_t readEmbeddedFromParcel(const hidl_vec<T>& vec, const Parcel& parcel, size_t /* handle */,
                                 size_t /* offset */, size_t* childHandle) {
-    const size_t count = vec.size();  // as the peer wrote it: 32 bits, so the product fits
+    const size_t count = vec.size();  // as the peer wrote it
     const void* data;
-    status_t error = parcel.readBuffer(count * sizeof(T), childHandle, &data);
+    status_t error = parcel.readBuffer(uint64_t{count} * sizeof(T), childHandle, &data);
     // The structure lies in the message; it must not be taken for an owner of the peer's pointer.
     new (const_cast<hidl_vec<T>*>(&vec)) hidl_vec<T>;
     if (error != OK) return error;
@@ -65,10 +65,10 @@ class hidl_binder_death_recipient : public IBinder::DeathRecipient {
                                 const sp<hidl::base::V1_0::IBase>& base)
         : mRecipient(recipient), mCookie(cookie), mBase(base) {}
     void binderDied(const wp<IBinder>& who) override;
-    const sp<hidl_death_recipient>& getRecipient() const { return mRecipient; }
+    const wp<hidl_death_recipient>& getRecipient() const { return mRecipient; }
 
   private:
-    const sp<hidl_death_recipient> mRecipient;
+    const wp<hidl_death_recipient> mRecipient;  // the client keeps it
     const uint64_t mCookie;
     const wp<hidl::base::V1_0::IBase> mBase;
 };
@@ -138,7 +138,7 @@ Return<sp<Child>> castInterface(sp<Parent> parent, const char* descriptor, bool 
     if (parent == nullptr) return sp<Child>();
     Return<bool> can = canCastInterface(parent.get(), descriptor);
     if (!can.isOk()) {
-        if (emitError) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
+        if (emitError) return statusOf(can);
         return sp<Child>();
     }
     if (!can) return sp<Child>();
@@ -153,14 +153,15 @@ sp<T> wrapPassthrough(sp<T> object) {
 }
 
 /** @return the object registered under a name, as a binder; null if there is none. */
-sp<IBinder> findService(const std::string& descriptor, const std::string& instance);
+sp<IBinder> findService(const std::string& descriptor, const std::string& instance,
+                        bool shouldWait);
 /** The local interface object behind a stub, or null for a remote one. */
 sp<hidl::base::V1_0::IBase> localObject(const sp<IBinder>& binder);
 
 template <typename BpType, typename IType = typename BpType::Pure>
-sp<IType> getServiceInternal(const std::string& instance, bool /* retry */, bool getStub) {
+sp<IType> getServiceInternal(const std::string& instance, bool retry, bool getStub) {
     if (getStub) return nullptr;
-    sp<IBinder> binder = findService(IType::descriptor, instance);
+    sp<IBinder> binder = findService(IType::descriptor, instance, retry);
     if (binder == nullptr) return nullptr;
     if (sp<hidl::base::V1_0::IBase> local = localObject(binder); local != nullptr) {
         return static_cast<IType*>(local.get());

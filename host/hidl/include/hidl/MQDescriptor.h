@@ -11,7 +11,7 @@ template <typename T, MQFlavor flavor>
 struct MQDescriptor {
   private:
     hidl_vec<uint64_t> mGrantors;
-    alignas(8) const native_handle_t* mHandle = nullptr;
+    details::hidl_pointer<const native_handle_t> mHandle;
     uint32_t mQuantum = 0;
     uint32_t mFlags = 0;
 };

@@ -58,27 +58,35 @@ class return_status {
     return_status& operator=(return_status&& other) noexcept;
     ~return_status();
 
-    /** Each of these counts as asking about the status. */
+    // Only these, and a value read from the result, count as having examined it.
     bool isOk() const {
-        mChecked = true;
+        mIsExamined = true;
         return mStatus.isOk();
     }
+    /** A failure of another kind stays to be examined. */
     bool isDeadObject() const {
-        mChecked = true;
-        return mStatus.transactionError() == DEAD_OBJECT;
+        const bool isDead = mStatus.transactionError() == DEAD_OBJECT;
+        mIsExamined |= isDead;
+        return isDead;
     }
-    std::string description() const {
-        mChecked = true;
-        return mStatus.description();
-    }
+
+    std::string description() const { return mStatus.description(); }
 
     /** Ends the process unless the call went well. */
     void assertOk() const;
 
   private:
+    friend Status statusOf(const return_status& result);
+
     Status mStatus;
-    mutable bool mChecked = false;
+    mutable bool mIsExamined = false;
 };
+
+/** The status of a result, which the caller passes on. */
+inline Status statusOf(const return_status& result) {
+    result.mIsExamined = true;
+    return result.mStatus;
+}
 
 }  // namespace details
 

@@ -3,13 +3,23 @@
 #include <functional>
 
 #include <hidl/HidlSupport.h>
-#include <hwbinder/Message.h>
 
 namespace android::hardware {
 
 class BHwBinder;
 class BpHwBinder;
 class Parcel;
+
+/** Names an object across processes; random, so that nobody can guess that of another. */
+struct Identity {
+    uint64_t words[2] = {0, 0};
+
+    static Identity random();
+    bool isNull() const { return words[0] == 0 && words[1] == 0; }
+    bool operator<(const Identity& o) const {
+        return words[0] != o.words[0] ? words[0] < o.words[0] : words[1] < o.words[1];
+    }
+};
 
 /** An object that can be called through the transport, of this process or of another. */
 class IBinder : public virtual RefBase {
@@ -26,12 +36,13 @@ class IBinder : public virtual RefBase {
     };
 
     /**
-     * Calls a method. Any thread. With FLAG_ONEWAY the call is on its way then, behind those of
-     * other threads to the same object, and nothing of what becomes of it is told.
+     * Calls a method. Any thread. A one-way call is on its way then, behind those of other threads
+     * to the same object, and its outcome is not told.
      *
      * @return OK; DEAD_OBJECT if the other side is gone or was given up; TIMED_OUT if it has just
-     *     been given up; FAILED_TRANSACTION if a message is larger than 1 MiB or if too many calls
-     *     are nested; or the error that the other side met.
+     *     been given up; WOULD_BLOCK if it has no time left for calls; FAILED_TRANSACTION if the
+     *     message takes more than a set could carry; -ELOOP for too many nested calls; or the
+     *     error that the other side met.
      */
     virtual status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
                               TransactCallback callback = nullptr) = 0;
@@ -48,6 +59,7 @@ class IBinder : public virtual RefBase {
 /** An object of this process. Derived classes unpack a call and run it in onTransact(). */
 class BHwBinder : public IBinder {
   public:
+    ~BHwBinder() override;
     status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
                       TransactCallback callback = nullptr) override;
     BHwBinder* localBinder() override { return this; }

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+/* What the runtime asks of the machine that it runs on. Implemented by the virtual TV set. */
+namespace android::hardware::environment {
+
+/** The directory of the services' sockets; its parent exists. Any thread. */
+std::string runDirectory();
+
+/** Whether the device manifest declares a service, "PACKAGE@VERSION::INTERFACE/INSTANCE". Any
+ *  thread. */
+bool isDeclared(const std::string& name);
+
+}  // namespace android::hardware::environment

@@ -1,0 +1,48 @@
+#include "host/hidl/foreign_fd.h"
+
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <system_error>
+#include <thread>
+
+#include "host/hidl/services.h"
+
+namespace android::hardware {
+
+namespace {
+
+/** Messages that nobody read may hold descriptors, which are closed with their socket. */
+bool canBlock(int fd) {
+    int unread = 0;
+    if (isUnixStream(fd)) return ioctl(fd, FIONREAD, &unread) != 0 || unread > 0;
+    struct stat status;
+    return fstat(fd, &status) != 0 || !S_ISFIFO(status.st_mode);
+}
+
+void closeAndResume(int fd) {
+    close(fd);
+    resumeAccepting();
+}
+
+}  // namespace
+
+bool isUnixStream(int fd) {
+    int domain = 0, type = 0;
+    socklen_t size = sizeof(int);
+    return getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 && domain == AF_UNIX &&
+           getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_STREAM;
+}
+
+void ForeignCloser::Close(int fd) try {
+    if (!canBlock(fd)) return closeAndResume(fd);
+    const linger none{};
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof(none));
+    std::thread(closeAndResume, fd).detach();
+} catch (const std::system_error&) {  // no thread left: this one has to do it
+    closeAndResume(fd);
+}
+
+}  // namespace android::hardware

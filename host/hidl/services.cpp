@@ -1,0 +1,407 @@
+#define LOG_TAG "hidl"
+
+#include "host/hidl/services.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <inttypes.h>
+#include <sys/epoll.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include <android-base/stringprintf.h>
+#include <hwbinder/ProcessState.h>
+#include <log/log.h>
+
+#include "host/hidl/environment.h"
+#include "host/hidl/objects.h"
+
+namespace android::hardware {
+
+using base::StringPrintf;
+using base::unique_fd;
+
+namespace {
+
+/** How long somebody who removes a whole set may take from the run directory to the set itself. */
+constexpr auto kRemovalTime = std::chrono::milliseconds(200);
+/** How often a service that is waited for is looked up. */
+constexpr int kLookUpsPerSecond = 50;
+
+/** A service's name as that of a file: what a file name cannot have is %-encoded. */
+std::string encode(const std::string& name) {
+    std::string encoded;
+    for (const char c : name) {
+        const bool isPlain = isalnum(static_cast<unsigned char>(c)) || strchr("@:._-", c);
+        encoded += isPlain && c != '\0' ? std::string(1, c) : StringPrintf("%%%02X", uint8_t(c));
+    }
+    return encoded;
+}
+
+std::string decode(const std::string& encoded) {
+    std::string name;
+    for (size_t i = 0; i < encoded.size(); i++) {
+        const bool isEncoded = encoded[i] == '%';
+        name += isEncoded ? char(strtoul(encoded.substr(i + 1, 2).c_str(), nullptr, 16))
+                          : encoded[i];
+        if (isEncoded) i += 2;
+    }
+    return name;
+}
+
+std::string hex(const Identity& identity) {
+    return StringPrintf("%016" PRIx64 "%016" PRIx64, identity.words[0], identity.words[1]);
+}
+
+bool parseHex(const std::string& text, Identity* identity) {
+    return text.size() == 32 && text.find_first_not_of("0123456789abcdef") == std::string::npos &&
+           sscanf(text.c_str(), "%16" SCNx64 "%16" SCNx64, &identity->words[0],
+                  &identity->words[1]) == 2;
+}
+
+/** The run directory, opened: whatever becomes of its path, it is the one that was checked. */
+class RunDirectory {
+  public:
+    RunDirectory()
+        : mFd(open(environment::runDirectory().c_str(),
+                   O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
+
+    int fd() const { return mFd; }
+
+    /** Keeps others from registering until the object ends. @return OK or a negative errno. */
+    status_t prepare() const {
+        struct stat owner;
+        if (mFd < 0 || TEMP_FAILURE_RETRY(flock(mFd, LOCK_EX)) != 0) return -errno;
+        if (fstat(mFd, &owner) != 0 || owner.st_uid != geteuid()) return PERMISSION_DENIED;
+        return fchmod(mFd, 0700) == 0 ? OK : -errno;
+    }
+
+    std::string target(const std::string& link) const {
+        char path[NAME_MAX + 1];
+        const ssize_t length = readlinkat(mFd, link.c_str(), path, sizeof(path));
+        return std::string(path, length < 0 ? 0 : size_t(length));
+    }
+
+    /** Follows the links of a service to the identity of its object. */
+    bool find(const std::string& link, Identity* identity) const {
+        const std::string first = target(link);
+        return parseHex(first, identity) || parseHex(target(first), identity);
+    }
+
+    status_t setLink(const std::string& link, const std::string& target) const {
+        const std::string fresh = ".new";
+        remove(fresh);
+        if (symlinkat(target.c_str(), mFd, fresh.c_str()) != 0 ||
+            renameat(mFd, fresh.c_str(), mFd, link.c_str()) != 0) {
+            return -errno;
+        }
+        return OK;
+    }
+
+    void remove(const std::string& name) const { unlinkat(mFd, name.c_str(), 0); }
+
+    /** Connects to the socket of an object; invalid if no process listens there. */
+    ForeignFd connectTo(const Identity& identity) const {
+        ForeignFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const sockaddr_un address = addressOf(identity);
+        const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+        if (TEMP_FAILURE_RETRY(connect(socket, generic, sizeof(address))) != 0) socket.reset();
+        return socket;
+    }
+
+    unique_fd listenAt(const Identity& identity) const {
+        unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const sockaddr_un address = addressOf(identity);
+        if (bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+            listen(socket, SOMAXCONN) != 0) {
+            return {};
+        }
+        return socket;
+    }
+
+  private:
+    /** However long the directory's own name is. */
+    sockaddr_un addressOf(const Identity& identity) const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        snprintf(address.sun_path, sizeof(address.sun_path), "/proc/self/fd/%d/%s", mFd.get(),
+                 hex(identity).c_str());
+        return address;
+    }
+
+    const unique_fd mFd;
+};
+
+/** A service of this process: its socket accepts clients of the object. */
+class Service : public EventSource {
+  public:
+    Service(std::vector<std::string> links, const sp<BHwBinder>& object)
+        : mLinks(std::move(links)), mObject(object) {}
+
+    /** Whether a live process serves one of the names. */
+    bool isTaken(const RunDirectory& directory) const;
+    /** Puts socket and links into the directory. @return OK or a negative errno. */
+    status_t publish(const RunDirectory& directory);
+    /** Starts to accept clients. @param self shares in this object. */
+    void start(const std::shared_ptr<Service>& self) {
+        EventLoop::instance().add(mSocket, EPOLLIN, self, &mKey);
+    }
+    void stop() { EventLoop::instance().remove(mKey, mSocket); }
+    void pause(bool shouldPause) {
+        EventLoop::instance().modify(mKey, mSocket, shouldPause ? 0u : uint32_t{EPOLLIN});
+    }
+    void onEvents(uint32_t events) override;
+
+  private:
+    const std::vector<std::string> mLinks;
+    const sp<BHwBinder> mObject;
+    unique_fd mSocket;
+    EventLoop::Key mKey = 0;
+};
+
+/** What this process registered and waits for, and its watch over the run directory. */
+class Services : public EventSource {
+  public:
+    static Services& instance() {
+        static auto* const services = new std::shared_ptr<Services>(new Services);
+        static std::once_flag isWatching;
+        std::call_once(isWatching, [] { (*services)->startWatching(*services); });
+        return **services;
+    }
+
+    status_t add(const std::shared_ptr<Service>& service);
+    status_t notify(const std::string& link, const std::function<void()>& onRegistered);
+    void pauseAccepting(bool shouldPause);
+
+    void onEvents(uint32_t events) override;
+
+  private:
+    void startWatching(const std::shared_ptr<Services>& self);
+    status_t watchDirectory();
+    void restore();
+
+    std::recursive_mutex mLock;  // a descriptor that is closed may let accepting go on
+    std::vector<std::shared_ptr<Service>> mServices;                   // guarded by mLock
+    std::multimap<std::string, std::function<void()>> mNotifications;  // guarded by mLock
+    const unique_fd mInotify{inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
+    int mWatch = -1;  // guarded by mLock
+    EventLoop::Key mKey = 0;
+};
+
+std::atomic<bool> gIsAcceptingPaused{false};
+
+/** @return nothing if no live process serves it; null for a HAL that was given up. */
+std::optional<sp<IBinder>> lookUp(const std::string& link);
+
+bool Service::isTaken(const RunDirectory& directory) const {
+    return std::any_of(mLinks.begin(), mLinks.end(), [&](const std::string& link) {
+        Identity identity;
+        return directory.find(link, &identity) && directory.connectTo(identity) >= 0;
+    });
+}
+
+status_t Service::publish(const RunDirectory& directory) {
+    Identity stale;
+    if (directory.find(mLinks.front(), &stale)) directory.remove(hex(stale));
+    const Identity& identity = mObject->identity();
+    mSocket = directory.listenAt(identity);
+    if (mSocket < 0) return -errno;
+    exportObject(mObject);
+    for (const std::string& link : mLinks) {
+        const bool isNewest = link == mLinks.front();
+        const status_t error = directory.setLink(link, isNewest ? hex(identity) : mLinks.front());
+        if (error != OK) return error;
+    }
+    return OK;
+}
+
+void Service::onEvents(uint32_t) {
+    ForeignFd client(accept4(mSocket, nullptr, nullptr, SOCK_CLOEXEC));
+    if (client < 0) {
+        // A client that finds no descriptor left waits: the event would come again at once.
+        if (errno == EMFILE || errno == ENFILE) Services::instance().pauseAccepting(true);
+        return;
+    }
+    const pid_t peer = trustedPeer(client);
+    const auto record = Peer::of(peer);
+    if (peer < 0) return record->log("it belongs to another user");
+    if (record->connections() >= limits::kMaxConnections) return record->log("it has too many");
+    startServing(mObject, std::move(client), peer, /* isTrusted */ false);
+}
+
+void Services::startWatching(const std::shared_ptr<Services>& self) {
+    EventLoop::instance().add(mInotify, EPOLLIN, self, &mKey);
+}
+
+/** Makes the run directory unless it is there. @return OK or a negative errno. */
+status_t Services::watchDirectory() {
+    const std::filesystem::path path = environment::runDirectory();
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return -errno;
+    mWatch = inotify_add_watch(mInotify, path.c_str(), IN_MOVED_TO | IN_ONLYDIR | IN_DONT_FOLLOW);
+    if (mWatch < 0) return -errno;
+    // Sockets in a directory that was removed keep it alive: only its parent tells.
+    inotify_add_watch(mInotify, path.parent_path().c_str(), IN_DELETE | IN_MOVED_FROM);
+    return OK;
+}
+
+status_t Services::add(const std::shared_ptr<Service>& service) {
+    const std::lock_guard<std::recursive_mutex> lock(mLock);
+    if (status_t error = watchDirectory(); error != OK) return error;
+    const RunDirectory directory;
+    if (status_t error = directory.prepare(); error != OK) return error;
+    if (service->isTaken(directory)) return ALREADY_EXISTS;
+    if (status_t error = service->publish(directory); error != OK) return error;
+    mServices.push_back(service);
+    service->start(service);
+    return OK;
+}
+
+status_t Services::notify(const std::string& link, const std::function<void()>& onRegistered) {
+    const std::lock_guard<std::recursive_mutex> lock(mLock);
+    if (status_t error = watchDirectory(); error != OK) return error;
+    mNotifications.emplace(link, onRegistered);
+    return OK;
+}
+
+void Services::pauseAccepting(bool shouldPause) {
+    if (gIsAcceptingPaused.exchange(shouldPause) == shouldPause) return;
+    const std::lock_guard<std::recursive_mutex> lock(mLock);
+    for (const auto& service : mServices) service->pause(shouldPause);
+}
+
+void Services::onEvents(uint32_t) {
+    alignas(inotify_event) char buffer[4096];
+    const ssize_t size = TEMP_FAILURE_RETRY(read(mInotify, buffer, sizeof(buffer)));
+    const auto name = std::filesystem::path(environment::runDirectory()).filename();
+    std::vector<std::function<void()>> registered;  // called without the lock
+    std::unique_lock<std::recursive_mutex> lock(mLock);
+    for (ssize_t at = 0; at < size;) {
+        const auto& event = *reinterpret_cast<const inotify_event*>(buffer + at);
+        at += ssize_t(sizeof(event) + event.len);
+        if (event.wd == mWatch && event.mask & IN_MOVED_TO) {
+            const auto [first, last] = mNotifications.equal_range(event.name);
+            for (auto it = first; it != last; ++it) registered.push_back(it->second);
+        } else if (event.mask & (IN_DELETE | IN_MOVED_FROM) && event.name == name) {
+            // Whoever removes the set as a whole shall have time to do so.
+            inotify_rm_watch(mInotify, mWatch);
+            EventLoop::instance().runAt(EventLoop::Clock::now() + kRemovalTime,
+                                        [this] { restore(); });
+        }
+    }
+    lock.unlock();
+    for (const auto& onRegistered : registered) onRegistered();
+}
+
+/** The run directory has gone. */
+void Services::restore() {
+    std::unique_lock<std::recursive_mutex> lock(mLock);
+    status_t error = watchDirectory();
+    const RunDirectory directory;
+    if (error == OK) error = directory.prepare();
+    for (const auto& service : mServices) {
+        if (error != OK) break;
+        service->stop();
+        error = service->publish(directory);
+        service->start(service);
+    }
+    if (!mServices.empty()) {
+        ALOGW("%s was removed; its sockets are %s", environment::runDirectory().c_str(),
+              error == OK ? "back" : StringPrintf("lost: %s", strerror(-error)).c_str());
+    }
+    // Others may have made the directory again, and registered, before it was watched.
+    const auto notifications = mNotifications;
+    lock.unlock();
+    for (const auto& [link, onRegistered] : notifications) {
+        if (lookUp(link)) onRegistered();
+    }
+}
+
+/** A HAL of the platform answers soon or not at all. Ours wait for the middleware in a call. */
+bool isTrustedService(const std::string& link) {
+    return link.rfind("android.hardware.", 0) != 0;
+}
+
+std::optional<sp<IBinder>> lookUp(const std::string& link) {
+    const RunDirectory directory;
+    Identity identity;
+    if (!directory.find(link, &identity)) return {};
+    if (sp<BHwBinder> own = findExported(identity); own != nullptr) return own;
+    if (sp<BpHwBinder> known = findImported(identity); known != nullptr && !known->isDead()) {
+        return known;
+    }
+    ForeignFd socket = directory.connectTo(identity);
+    if (socket < 0) return {};
+    const bool isTrusted = isTrustedService(link);
+    if (!isTrusted && Peer::of(trustedPeer(socket))->isGivenUp()) return nullptr;
+    return importService(identity, std::move(socket), isTrusted);
+}
+
+}  // namespace
+
+status_t registerService(const std::vector<std::string>& names, const sp<BHwBinder>& object) {
+    std::vector<std::string> links;
+    for (const std::string& name : names) {
+        links.push_back(encode(name));
+        if (links.back().size() > NAME_MAX || name.back() == '/') return BAD_VALUE;
+    }
+    return Services::instance().add(std::make_shared<Service>(links, object));
+}
+
+sp<IBinder> findService(const std::string& name, bool shouldWait) {
+    const std::string link = encode(name);
+    if (const auto found = lookUp(link)) return *found;
+    if (!shouldWait || !environment::isDeclared(name)) return nullptr;
+    // On a set the service manager tells of its arrival, for which the pool is started.
+    ProcessState::self()->startThreadPool();
+    for (int waits = 1;; waits++) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1000 / kLookUpsPerSecond));
+        if (const auto found = lookUp(link)) return *found;
+        if (waits % kLookUpsPerSecond == 0) {
+            ALOGW("%s is declared but not registered; waited %d s for it", name.c_str(),
+                  waits / kLookUpsPerSecond);
+        }
+    }
+}
+
+std::vector<std::string> listServices() {
+    std::vector<std::string> names;
+    std::map<Identity, bool> isAlive;
+    const RunDirectory directory;
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(
+            fdopendir(fcntl(directory.fd(), F_DUPFD_CLOEXEC, 0)), closedir);
+    while (const dirent* entry = entries == nullptr ? nullptr : readdir(entries.get())) {
+        Identity identity;
+        if (!directory.find(entry->d_name, &identity)) continue;
+        const auto [it, isNew] = isAlive.try_emplace(identity, false);
+        if (isNew) it->second = directory.connectTo(identity) >= 0;
+        if (it->second) names.push_back(decode(entry->d_name));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+status_t watchService(const std::string& name, const std::function<void(bool)>& notify) {
+    const status_t error = Services::instance().notify(encode(name), [notify] { notify(false); });
+    if (error == OK && lookUp(encode(name))) notify(true);
+    return error;
+}
+
+void resumeAccepting() {
+    if (gIsAcceptingPaused) Services::instance().pauseAccepting(false);
+}
+
+}  // namespace android::hardware

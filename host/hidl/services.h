@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <hwbinder/IBinder.h>
+
+namespace android::hardware {
+
+/*
+ * The services of this machine: the run directory, of mode 0700.
+ *
+ *     run/9f86d0818...               the listening socket of an object, named after its identity
+ *     run/a.b@1.1::IFoo%2Fdefault    link to that socket
+ *     run/a.b@1.0::IFoo%2Fdefault    link to the link of the newest version
+ *
+ * Services are named "PACKAGE@VERSION::INTERFACE/INSTANCE". Any thread.
+ */
+
+/**
+ * Makes an object reachable, and listens. What a dead process left behind is replaced. Should the
+ * run directory vanish, it is made again.
+ *
+ * @param names of the service, newest version first.
+ * @return OK; ALREADY_EXISTS if a live process serves one of the names; BAD_VALUE for a name that
+ * is empty or longer than a file's may be; or the negative errno of the directory's trouble.
+ */
+status_t registerService(const std::vector<std::string>& names, const sp<BHwBinder>& object);
+
+/**
+ * @param shouldWait whether to wait without limit for a service that is declared.
+ * @return its object; null if there is none, or if it is a HAL that was given up.
+ */
+sp<IBinder> findService(const std::string& name, bool shouldWait);
+
+/** @return names of all services that live processes serve, sorted. */
+std::vector<std::string> listServices();
+
+/**
+ * Tells whenever a service is registered, on the RPC thread; if it is registered already, at once
+ * on the calling thread.
+ *
+ * @return OK or the negative errno of the directory's trouble.
+ */
+status_t watchService(const std::string& name,
+                      const std::function<void(bool isPreexisting)>& notify);
+
+/** Goes on accepting connections after the process had run out of descriptors. */
+void resumeAccepting();
+
+}  // namespace android::hardware
