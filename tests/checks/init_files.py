@@ -1,4 +1,5 @@
-"""Holds the files that tell a set of the program against the sources: init's and the manifests."""
+"""Holds the files that tell a set of the program against the sources: init's, the manifests', and
+the lines for ueventd."""
 
 import os
 import re
@@ -79,10 +80,23 @@ class Manifest(unittest.TestCase):
                     for version in chain if version == highest[major(version)]])
 
 
+class Node(unittest.TestCase):
+    def test_is_open_to_the_service(self):
+        device, = [path for path in sources.paths().values() if path.startswith('/dev/')]
+        lines = [line.split() for line in sources.read('maker/ueventd.rc').splitlines()
+                 if not line.startswith('#')]
+        self.assertEqual([[device, '0660', 'audioserver', 'audio']], lines)
+
+
 class Names(unittest.TestCase):
     def test_are_all_frozen(self):
         frozen = re.findall(r' (\S+)$', sources.read('interfaces/current.txt'), re.MULTILINE)
         self.assertEqual([], sorted(set(names()) - set(frozen)))
+
+    def test_are_all_in_the_readme(self):
+        self.assertEqual([f'{name}/default' for name in names()],
+                         re.findall(rf'^ +({sources.PACKAGE}@\S+)$', sources.read('README.md'),
+                                    re.MULTILINE))
 
 
 if __name__ == '__main__':
