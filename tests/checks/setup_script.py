@@ -86,7 +86,7 @@ class Setup(unittest.TestCase):
         installs = ['update', f'install {first}:{NATIVE}']
         for name, there, update_status, asked in (
                 ('all is there', [native], 0, []),
-                ('all is there, one for two architectures', [native, (FOREIGN, 'installed')], 0, []),
+                ('one is there for two architectures', [native, (FOREIGN, 'installed')], 0, []),
                 ('nothing is there of one', [], 0, installs),
                 ('one is there for another architecture', [(FOREIGN, 'installed')], 0, installs),
                 ('one was removed', [(NATIVE, 'config-files')], 0, installs),
