@@ -9,6 +9,8 @@
 
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
+using ::android::hardware::hidl_handle;
+using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
 
 /**
@@ -30,13 +32,13 @@ class AcousticCalibration : public V3_1::IAcousticCalibration {
     Return<int32_t> setCalibratedData(const hidl_vec<calibratedData>& data) override;
     Return<void> getCalibratedData(getCalibratedData_cb callback) override;
     Return<void> getCalibrationParameters(getCalibrationParameters_cb callback) override;
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 
   private:
     int32_t readCalibratedData(std::vector<aud_ac_data_Table>& table);
     int32_t getEnabledOnBoot();
     int32_t setEnabledData(bool enabled);
 
-    /** @return volume of "FL" in dB; 0 without such a channel. */
     float getAutoCalibOffset(const std::vector<aud_ac_data_Table>& table);
 
     ::android::Mutex mDataLock;     // guards the table file

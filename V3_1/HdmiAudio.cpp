@@ -48,8 +48,10 @@ constexpr char kNone[] = "NONE";
 constexpr char kArcDdPrefix[] = "ARC_DD_";
 constexpr char kArcMp4Prefix[] = "ARC_MP4AAC_";
 
-void waitDtvSvcBoot() {
-    platform::waitDtvSvcBoot(kWait);
+platform::DtvSvcStart sStart;
+
+bool waitDtvSvcBoot() {
+    return platform::waitDtvSvcBoot(kWait);
 }
 
 bool startsWith(const std::string& text, const char* prefix) {
@@ -89,8 +91,8 @@ int32_t set(const Capability& capability, const std::vector<std::string>& wanted
 }  // namespace
 
 HdmiAudio::HdmiAudio() {
-    waitDtvSvcBoot();
-    platform::connectToDtvSvc(kWait.tag, __func__);
+    sStart.isReady = waitDtvSvcBoot();
+    sStart.connectStatus = platform::connectToDtvSvc(kWait.tag, __func__);
 }
 
 Return<void> HdmiAudio::getAudioCapabilities(getAudioCapabilities_cb callback) {
@@ -134,6 +136,18 @@ Return<void> HdmiAudio::setCallback(const sp<V1_1::IHdmiAudioCallback>& callback
     callback->linkToDeath(this, 0).isOk();
     ALOGD("set callback");
     mCallbacks.push_back(callback);
+    return Void();
+}
+
+Return<void> HdmiAudio::debug(const hidl_handle& fd, const hidl_vec<hidl_string>&) {
+    platform::DebugText text;
+    platform::describeDtvSvc(sStart, &text);
+    {
+        const std::lock_guard<std::mutex> lock(mCallbackLock);
+        text.add("callbacks", "%zu", mCallbacks.size());
+    }
+    text.add("capabilities", "in the TV configuration store, which is not asked");
+    text.writeTo(fd);
     return Void();
 }
 

@@ -10,6 +10,7 @@ namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
 using ::android::sp;
 using ::android::wp;
+using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
@@ -28,6 +29,7 @@ class HdmiAudio : public V3_1::IHdmiAudio, public ::android::hardware::hidl_deat
     Return<void> getAudioCapabilities(getAudioCapabilities_cb callback) override;
     Return<int32_t> setAudioCapabilities(const hidl_vec<hidl_string>& capabilities) override;
     Return<void> setCallback(const sp<V1_1::IHdmiAudioCallback>& callback) override;
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 
     /** The end of a client's process, on the RPC thread. */
     void serviceDied(uint64_t cookie, const wp<IBase>& who) override;

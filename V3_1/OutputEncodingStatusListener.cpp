@@ -2,6 +2,8 @@
 
 #include <log/log.h>
 
+#include "platform/debug_text.h"
+
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
 using ::android::hardware::Void;
@@ -13,6 +15,14 @@ Return<void> OutputEncodingStatusListener::onForceEncodingChanged(bool) {
 
 Return<void> OutputEncodingStatusListener::onEncodingFormatChanged(const hidl_string&) {
     ALOGD("[%s] start", __func__);
+    return Void();
+}
+
+Return<void> OutputEncodingStatusListener::debug(const hidl_handle& fd,
+                                                 const hidl_vec<hidl_string>&) {
+    platform::DebugText text;
+    text.add("state", "none is kept");
+    text.writeTo(fd);
     return Void();
 }
 

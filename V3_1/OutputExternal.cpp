@@ -32,23 +32,31 @@ constexpr int32_t kForceEncodingOff = 2;
 
 constexpr char kAutoFormat[] = "auto";
 
-void waitDtvSvcBoot() {
-    platform::waitDtvSvcBoot(kWait);
+platform::DtvSvcStart sStart;
+
+bool waitDtvSvcBoot() {
+    return platform::waitDtvSvcBoot(kWait);
+}
+
+/** @param mode what is missing in the file counts as zero. @return whether there is anything. */
+bool readMode(int file, int32_t* mode) {
+    *mode = 0;
+    return read(file, mode, sizeof(*mode)) >= 1;
 }
 
 }  // namespace
 
 OutputExternal::OutputExternal() {
-    waitDtvSvcBoot();
-    platform::connectToDtvSvc(kWait.tag, __func__);
+    sStart.isReady = waitDtvSvcBoot();
+    sStart.connectStatus = platform::connectToDtvSvc(kWait.tag, __func__);
 
     unique_fd file(open(kModeFile, O_RDWR | O_CREAT, 0777));
     if (file < 0) {
         ALOGE("[%s] open file %s failed, errno %d", __func__, kModeFile, errno);
         return;
     }
-    int32_t mode = 0;
-    const bool isKept = read(file, &mode, sizeof(mode)) >= 1;
+    int32_t mode;
+    const bool isKept = readMode(file, &mode);
     file.reset();
     if (!isKept) mode = kForceEncodingOn;
     const int32_t status = writeConfig(kBitstreamOutputMode, mode);
@@ -116,6 +124,23 @@ Return<int32_t> OutputExternal::unregisterEncodingFormatListener(
         const sp<V2_0::IOutputEncodingStatusListener>&) {
     ALOGD("[%s] start", __func__);
     return 0;
+}
+
+Return<void> OutputExternal::debug(const hidl_handle& fd, const hidl_vec<hidl_string>&) {
+    platform::DebugText text;
+    platform::describeDtvSvc(sStart, &text);
+    int32_t mode;
+    if (const unique_fd file(open(kModeFile, O_RDONLY)); file < 0) {
+        text.add("kept mode", "none, open failed, errno %d", errno);
+    } else if (!readMode(file, &mode)) {
+        text.add("kept mode", "none, the file holds nothing");
+    } else {
+        text.add("kept mode", "%d, forced encoding %s", mode,
+                 mode == kForceEncodingOn ? "on" : "off");
+    }
+    text.add("listeners", "none is kept");
+    text.writeTo(fd);
+    return Void();
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

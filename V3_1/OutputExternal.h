@@ -5,7 +5,9 @@
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
 using ::android::sp;
+using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
 
 /**
@@ -26,6 +28,7 @@ struct OutputExternal : public V3_1::IOutputExternal {
             const sp<V2_0::IOutputEncodingStatusListener>& listener) override;
     Return<int32_t> unregisterEncodingFormatListener(
             const sp<V2_0::IOutputEncodingStatusListener>& listener) override;
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 };
 
 }  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

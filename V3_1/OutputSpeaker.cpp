@@ -10,6 +10,7 @@
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
 using ::android::sp;
+using ::android::hardware::Void;
 using platform::IPrimaryDevice;
 using platform::PrimaryHalAccessor;
 using platform::readConfig;
@@ -36,8 +37,10 @@ constexpr int32_t kSpeakerOverride = 1;
 /** Empty if the device could not be opened when the service was built. */
 sp<IPrimaryDevice> sPrimaryDevice;
 
-void waitDtvSvcBoot() {
-    platform::waitDtvSvcBoot(kWait);
+platform::DtvSvcStart sStart;
+
+bool waitDtvSvcBoot() {
+    return platform::waitDtvSvcBoot(kWait);
 }
 
 bool isSurroundType(int32_t value) {
@@ -58,8 +61,8 @@ void sendPosition(int32_t position) {
 
 OutputSpeaker::OutputSpeaker() {
     ALOGD("[%s] start", __func__);
-    waitDtvSvcBoot();
-    platform::connectToDtvSvc(kWait.tag, __func__);
+    sStart.isReady = waitDtvSvcBoot();
+    sStart.connectStatus = platform::connectToDtvSvc(kWait.tag, __func__);
 
     sPrimaryDevice = PrimaryHalAccessor().getHalPrimaryDevice();
     if (sPrimaryDevice == nullptr) {
@@ -124,6 +127,15 @@ Return<int32_t> OutputSpeaker::setTvPosition(int32_t type) {
     sendPosition(position);
     ALOGD("[%s] end:ret = %d", __func__, status);
     return status;
+}
+
+Return<void> OutputSpeaker::debug(const hidl_handle& fd, const hidl_vec<hidl_string>&) {
+    platform::DebugText text;
+    platform::describeDtvSvc(sStart, &text);
+    platform::describeHal(sPrimaryDevice, &text);
+    text.add("position and surround type", "in the TV configuration store, which is not asked");
+    text.writeTo(fd);
+    return Void();
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

@@ -4,6 +4,9 @@
 
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 
+using ::android::hardware::hidl_handle;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
 using V2_0::SurroundType;
 
@@ -21,6 +24,7 @@ struct OutputSpeaker : public V3_1::IOutputSpeaker {
     Return<SurroundType> getSurroundType() override;
     Return<TvPositionType> getTvPosition() override;
     Return<int32_t> setTvPosition(int32_t type) override;
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 };
 
 }  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

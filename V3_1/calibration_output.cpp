@@ -9,6 +9,7 @@
 #include <iterator>
 #include <limits>
 
+#include <android-base/stringprintf.h>
 #include <log/log.h>
 
 #include "platform/back_end.h"
@@ -23,7 +24,7 @@ constexpr platform::BackEndVariant kBackEnd{
         LOG_TAG,
         /* readyPrefix */ "",
         /* notReady */ -1,
-        /* isBeModelByDefault */ true,
+        /* isBeModelByDefault */ kDefaultModel == 1,
         /* eepromFailed */ "fail",
         /* mtalFailed */ "AC MTAL_Init failed, ret = ",
 };
@@ -199,20 +200,54 @@ int32_t disableCalibrationBeCtrl() {
     return setCalibratedDataToBeCtrl(block);
 }
 
+template <typename Value, size_t count>
+std::string list(const Value (&values)[count]) {
+    std::string text;
+    for (const Value value : values) {
+        ::android::base::StringAppendF(&text, text.empty() ? "%g" : " %g",
+                                       static_cast<double>(value));
+    }
+    return text;
+}
+
+void describeAudioDriverOutput(const std::vector<aud_ac_data_Table>* table,
+                               platform::DebugText* text) {
+    float gains[kDriverBandCount];
+    int8_t offset;
+    makeDefaultDataForAudioDriver(gains, &offset);
+    if (table != nullptr) makeCalibratedDataForAudioDriver(*table, gains, &offset);
+    text->add("equaliser, dB", "%s", list(gains).c_str());
+    text->add("volume offset, 0.1 dB", "%d", offset);
+}
+
+void describeBeCtrlOutput(const std::vector<aud_ac_data_Table>* table, platform::DebugText* text) {
+    BeCtrlBlock block;
+    makeDefaultDataForBeCtrl(&block);
+    if (table != nullptr) makeCalibratedDataForBeCtrl(*table, &block);
+    text->add("gains, 0.1 dB from 128", "%s", list(block.gain).c_str());
+    text->add("volume, 0.1 dB from 128", "%d", block.volume);
+    text->add("delays, samples", "FL %d, FR %d", block.delayLeft, block.delayRight);
+}
+
 }  // namespace
 
-uint8_t u4BE_model = 1;
+uint8_t u4BE_model = kDefaultModel;
 
 int32_t (*const exeEnableCalibrate[2])(const std::vector<aud_ac_data_Table>& table){
         enableCalibrationAudioDriver, enableCalibrationBeCtrl};
 int32_t (*const exeDisableCalibrate[2])(){disableCalibrationAudioDriver, disableCalibrationBeCtrl};
 
+void describeOutput(uint8_t way, const std::vector<aud_ac_data_Table>* table,
+                    platform::DebugText* text) {
+    (way == 0 ? describeAudioDriverOutput : describeBeCtrlOutput)(table, text);
+}
+
 int32_t checkDtvSvcBoot() {
     return platform::checkDtvSvcBoot(kBackEnd);
 }
 
-bool isBeModel() {
-    return platform::isBeModel(kBackEnd);
+bool isBeModel(bool* isRead) {
+    return platform::isBeModel(kBackEnd, isRead);
 }
 
 int32_t checkBeCtrlBoot() {

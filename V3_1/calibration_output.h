@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "V3_1/calibration_data.h"
+#include "platform/debug_text.h"
 
 /*
  * How a calibration reaches the sound processing of the set: by way of the audio driver (main
@@ -10,6 +11,9 @@
  * main thread while the service is built, and on the RPC thread afterwards.
  */
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
+
+/** The way of a set that does not tell which it has. */
+constexpr uint8_t kDefaultModel = 1;
 
 /** The way: 0 audio driver, 1 back-end controller. Set once, while the service is built. */
 extern uint8_t u4BE_model;
@@ -27,9 +31,17 @@ extern int32_t (*const exeEnableCalibrate[2])(const std::vector<aud_ac_data_Tabl
 /** By way: sends what is in use while the calibration is off. */
 extern int32_t (*const exeDisableCalibrate[2])();
 
+/**
+ * Tells what a way sends. Sends nothing.
+ *
+ * @param table null: what is sent while the calibration is off.
+ */
+void describeOutput(uint8_t way, const std::vector<aud_ac_data_Table>* table,
+                    platform::DebugText* text);
+
 /** The readiness checks of the back-end controller as the calibration makes them. */
 int32_t checkDtvSvcBoot();
-bool isBeModel();
+bool isBeModel(bool* isRead);
 int32_t checkBeCtrlBoot();
 
 }  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation

@@ -33,34 +33,36 @@ File openForWriting(const char* path, const char* mode) {
     return file;
 }
 
-bool readFrom(FILE* file, void* destination, size_t size) {
+bool readFrom(FILE* file, void* destination, size_t size, Failure* failure) {
     if (platform::readWhole(file, destination, size)) return true;
-    ALOGE("[readCalibratedData] fread failed, errno %d", errno);
+    *failure = {"fread", errno};
     return false;
 }
 
-bool moveBy(FILE* file, long bytes) {
+bool moveBy(FILE* file, long bytes, Failure* failure) {
     if (fseek(file, bytes, SEEK_CUR) == 0) return true;
-    ALOGE("[readCalibratedData] fseek failed, errno %d", errno);
+    *failure = {"fseek", errno};
     return false;
 }
 
-Item readItem(FILE* file, aud_ac_data_Table* record) {
+Item readItem(FILE* file, aud_ac_data_Table* record, Failure* failure) {
     uint8_t first;
-    if (!readFrom(file, &first, sizeof(first))) return Item::FAILURE;
+    if (!readFrom(file, &first, sizeof(first), failure)) return Item::FAILURE;
     if (first == kTerminator[0]) return Item::TERMINATOR;
     if (first == kDelayMarker[0]) {
-        const bool isSkipped = moveBy(file, sizeof(kDelayMarker) - sizeof(first));
+        const bool isSkipped = moveBy(file, sizeof(kDelayMarker) - sizeof(first), failure);
         return isSkipped ? Item::DELAY_MARKER : Item::FAILURE;
     }
-    const bool isRead = moveBy(file, -1) && readFrom(file, record, sizeof(*record));
+    const bool isRead =
+            moveBy(file, -1, failure) && readFrom(file, record, sizeof(*record), failure);
     return isRead ? Item::RECORD : Item::FAILURE;
 }
 
-int32_t readItems(FILE* file, std::vector<aud_ac_data_Table>& table, bool* hasDelays) {
+Failure readItems(FILE* file, std::vector<aud_ac_data_Table>& table, bool* hasDelays) {
+    Failure failure;
     for (int i = 0; i < kMostItems; i++) {
         aud_ac_data_Table record;
-        switch (readItem(file, &record)) {
+        switch (readItem(file, &record, &failure)) {
             case Item::RECORD:
                 table.push_back(record);
                 break;
@@ -68,12 +70,11 @@ int32_t readItems(FILE* file, std::vector<aud_ac_data_Table>& table, bool* hasDe
                 *hasDelays = true;
                 break;
             case Item::TERMINATOR:
-                return 0;
             case Item::FAILURE:
-                return -1;
+                return failure;
         }
     }
-    return 0;
+    return failure;
 }
 
 /** @return the flag, or -1. */
@@ -120,17 +121,10 @@ int32_t setCalibratedData(const hidl_vec<calibratedData>& list) {
 }
 
 int32_t readCalibratedData(std::vector<aud_ac_data_Table>& table) {
-    const File file(fopen(kTableFile, "r"));
-    if (file == nullptr) {
-        ALOGE("[%s] fopen failed, errno %d", __func__, errno);
-        return -1;
-    }
-    bool hasDelays = false;
-    const int32_t result = readItems(file.get(), table, &hasDelays);
-    if (!hasDelays) {
-        for (aud_ac_data_Table& record : table) record.delay = 0.0f;
-    }
-    return result;
+    const Failure failure = inspectTable(table);
+    if (failure.operation == nullptr) return 0;
+    ALOGE("[%s] %s failed, errno %d", __func__, failure.operation, failure.error);
+    return -1;
 }
 
 int32_t getEnabledOnBoot() {
@@ -171,6 +165,24 @@ bool getEnabled() {
     if (flag < 0) return false;
     ALOGD("[%s] end Return: %d", __func__, flag == 0x01);
     return flag == 0x01;
+}
+
+Failure inspectTable(std::vector<aud_ac_data_Table>& table) {
+    const File file(fopen(kTableFile, "r"));
+    if (file == nullptr) return {"fopen", errno};
+    bool hasDelays = false;
+    const Failure failure = readItems(file.get(), table, &hasDelays);
+    if (!hasDelays) {
+        for (aud_ac_data_Table& record : table) record.delay = 0.0f;
+    }
+    return failure;
+}
+
+Failure inspectFlag(uint8_t* flag) {
+    const File file(fopen(kEnabledFile, "r"));
+    if (file == nullptr) return {"fopen", errno};
+    if (!platform::readWhole(file.get(), flag, sizeof(*flag))) return {"fread", errno};
+    return {};
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation::store

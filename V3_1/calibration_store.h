@@ -45,4 +45,16 @@ int32_t setEnabledData(bool enabled);
 /** @return whether the flag file holds exactly 0x01. */
 bool getEnabled();
 
+/** What kept a file from being read. */
+struct Failure {
+    const char* operation = nullptr; /**< null: nothing did */
+    int error = 0;                   /**< errno after it */
+};
+
+/** Reads the table file as readCalibratedData() does, but logs nothing. */
+Failure inspectTable(std::vector<aud_ac_data_Table>& table);
+
+/** Reads the byte of the flag file, and logs nothing. @param flag not to be used on a failure. */
+Failure inspectFlag(uint8_t* flag);
+
 }  // namespace com::zavo::dtv::hardware::audio::V3_1::implementation::store

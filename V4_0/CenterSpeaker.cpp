@@ -1,6 +1,7 @@
 #include "V4_0/CenterSpeaker.h"
 
 #include <cstddef>
+#include <optional>
 
 #include <log/log.h>
 
@@ -48,6 +49,13 @@ MmCecData sMmCecData;
 bool bCenterInputAvailable = false;
 bool bSyncCenterInputAvailable = false;
 
+/** Where the answers come from. For debug() only. */
+struct {
+    const char* eeprom = "not asked: no tuning";
+    std::optional<uint8_t> segment;
+    std::optional<uint8_t> mode;
+} sNotes;
+
 bool waitDtvSvcBoot() {
     return platform::waitDtvSvcBoot(kWait);
 }
@@ -60,13 +68,15 @@ int32_t readMmCecFromAqdata() {
 }
 
 /** @param name of the byte in the line on a failure. */
-bool readEeprom(uint32_t address, const char* name, uint8_t* value) {
-    if (MTEEPROM_Read(address, value, sizeof(*value)) == 0) return true;
+std::optional<uint8_t> readEeprom(uint32_t address, const char* name) {
+    uint8_t value;
+    if (MTEEPROM_Read(address, &value, sizeof(value)) == 0) return value;
     ALOGE("[CenterSpeaker] Eeprom read fail.(%s)", name);
-    return false;
+    return std::nullopt;
 }
 
 void readAvailability() {
+    sNotes.eeprom = "could not be opened";
     DRV_Init();
     if (MTAL_Init() != 0) {
         ALOGE("[CenterSpeaker] MTAL_Init fail.");
@@ -76,13 +86,13 @@ void readAvailability() {
         ALOGE("[CenterSpeaker] Eeprom init fail.");
         return;
     }
-    uint8_t value;
-    if (readEeprom(kSegmentAddress, "segment", &value)) {
-        bCenterInputAvailable = value == kSegmentS || value == kSegmentT;
+    sNotes.eeprom = "opened";
+    sNotes.segment = readEeprom(kSegmentAddress, "segment");
+    if (sNotes.segment) {
+        bCenterInputAvailable = sNotes.segment == kSegmentS || sNotes.segment == kSegmentT;
     }
-    if (readEeprom(kCenterSpeakerModeAddress, "center_speaker_mode", &value)) {
-        bSyncCenterInputAvailable = value != 0;
-    }
+    sNotes.mode = readEeprom(kCenterSpeakerModeAddress, "center_speaker_mode");
+    if (sNotes.mode) bSyncCenterInputAvailable = sNotes.mode != 0;
 }
 
 bool isRecordRead(const char* caller) {
@@ -91,12 +101,28 @@ bool isRecordRead(const char* caller) {
     return false;
 }
 
+bool hasAcousticsType() {
+    return sMmCecData.acousticsType <= kMostAcousticsType;
+}
+
+void describe(const char* input, bool isAvailable, const std::optional<uint8_t>& byte,
+              const char* name, platform::DebugText* text) {
+    const char* const answer = isAvailable ? "available" : "not available";
+    if (byte) {
+        text->add(input, "%s, %s byte 0x%02X", answer, name, *byte);
+    } else {
+        text->add(input, "%s, by default: no %s byte", answer, name);
+    }
+}
+
 }  // namespace
 
 CenterSpeaker::CenterSpeaker() {
     ALOGD("[%s] start", __func__);
     sAQReadState = readMmCecFromAqdata();
-    if (sAQReadState != 0 || !waitDtvSvcBoot()) return;
+    if (sAQReadState != 0) return;
+    sNotes.eeprom = "not asked: no middleware";
+    if (!waitDtvSvcBoot()) return;
     readAvailability();
     ALOGD("[%s] end", __func__);
 }
@@ -105,7 +131,7 @@ Return<void> CenterSpeaker::getCenterSpeakerAcousticsType(
         getCenterSpeakerAcousticsType_cb callback) {
     ALOGD("[%s] start", __func__);
     int16_t type = 0;
-    if (isRecordRead(__func__) && sMmCecData.acousticsType <= kMostAcousticsType) {
+    if (isRecordRead(__func__) && hasAcousticsType()) {
         type = static_cast<int16_t>(sMmCecData.acousticsType);
     }
     ALOGD("[%s] Return: TvSpeakerType=%d", __func__, type);
@@ -131,6 +157,27 @@ Return<bool> CenterSpeaker::isCenterSpeakerInputAvailable() {
 Return<bool> CenterSpeaker::isSynchronizedCenterSpeakerInputAvailable() {
     ALOGD("[%s] Return: %d", __func__, bSyncCenterInputAvailable);
     return bSyncCenterInputAvailable;
+}
+
+Return<void> CenterSpeaker::debug(const hidl_handle& fd, const hidl_vec<hidl_string>&) {
+    platform::DebugText text;
+    platform::describeDtvSvc(&text);
+    if (sAQReadState == 0) {
+        const uint32_t type = sMmCecData.acousticsType;
+        text.add("tuning", "read at start");
+        text.add("acoustics type", hasAcousticsType() ? "%u" : "0, by default: %u is too large",
+                 type);
+        text.add("latency", "%d samples at %d Hz", sMmCecData.latency, kSamplingRate);
+    } else {
+        text.add("tuning", "not read at start");
+        text.add("acoustics type", "0, by default");
+        text.add("latency", "%d samples at %d Hz, by default", kDefaultLatency, kSamplingRate);
+    }
+    text.add("EEPROM at start", "%s", sNotes.eeprom);
+    describe("input", bCenterInputAvailable, sNotes.segment, "segment", &text);
+    describe("synchronised input", bSyncCenterInputAvailable, sNotes.mode, "mode", &text);
+    text.writeTo(fd);
+    return Void();
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::V4_0::implementation

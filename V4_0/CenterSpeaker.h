@@ -4,6 +4,9 @@
 
 namespace com::zavo::dtv::hardware::audio::V4_0::implementation {
 
+using ::android::hardware::hidl_handle;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
 
 /**
@@ -19,6 +22,7 @@ struct CenterSpeaker : public V4_0::ICenterSpeaker {
     Return<void> getCenterSpeakerLatency(getCenterSpeakerLatency_cb callback) override;
     Return<bool> isCenterSpeakerInputAvailable() override;
     Return<bool> isSynchronizedCenterSpeakerInputAvailable() override;
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 };
 
 }  // namespace com::zavo::dtv::hardware::audio::V4_0::implementation

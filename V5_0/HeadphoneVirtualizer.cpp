@@ -36,12 +36,14 @@ bool bHrtfSupported = false;
 bool bVirtualizerEnabled = false;
 bool bUpmixEnabled = true;
 
+platform::BackEndStart sStart;
+
 int32_t checkDtvSvcBoot() {
     return platform::checkDtvSvcBoot(kBackEnd);
 }
 
 bool isBeModel() {
-    return platform::isBeModel(kBackEnd);
+    return platform::isBeModel(kBackEnd, &sStart.isModelRead);
 }
 
 int32_t checkBeCtrlBoot() {
@@ -53,12 +55,15 @@ bool isHrtfSupportModel() {
         ALOGE("[%s] checkDtvSvcBoot failed. Return:%d", __func__, false);
         return false;
     }
+    sStart.isReady = true;
     bBeModel = isBeModel();
     return bBeModel;
 }
 
 int32_t prepareHeadphoneVirtualize() {
-    return bBeModel && checkBeCtrlBoot() == 0 ? SUCCESS : NOT_SUPPORTED;
+    if (!bBeModel) return NOT_SUPPORTED;
+    sStart.launched = checkBeCtrlBoot();
+    return sStart.launched == 0 ? SUCCESS : NOT_SUPPORTED;
 }
 
 int32_t setEnabledToBeCtrl(uint32_t identifier, bool value) {
@@ -124,6 +129,7 @@ int32_t workOnRecord(const char* caller, int32_t handle, int32_t (*work)(aud_hv_
 
 HeadphoneVirtualizer::HeadphoneVirtualizer() {
     ALOGD("[%s] start", __func__);
+    sStart = {};
     bHrtfSupported = isHrtfSupportModel();
     if (!bHrtfSupported) {
         ALOGE("[%s] end. HRTF is not supported.", __func__);
@@ -234,6 +240,21 @@ Return<int32_t> HeadphoneVirtualizer::apply(int32_t handle,
 
 Return<int32_t> HeadphoneVirtualizer::cancel(int32_t handle) {
     return workOnRecord(__func__, handle, cancelInt);
+}
+
+Return<void> HeadphoneVirtualizer::debug(const hidl_handle& fd, const hidl_vec<hidl_string>&) {
+    platform::DebugText text;
+    platform::describeBackEnd(sStart, &text);
+    text.add("back-end controller", "%s", bHrtfSupported ? "there" : "none: HRTF is not supported");
+    text.add("virtualizer", "%s", bVirtualizerEnabled ? "on" : "off");
+    text.add("upmix", "%s", bUpmixEnabled ? "on" : "off");
+    for (const aud_hv_parameter* record : {&deviceParam, &hrtfParam}) {
+        const std::string kind = record == &deviceParam ? "device" : "HRTF";
+        text.add(kind + " buffer", "%s", describeBuffer(*record).c_str());
+        text.add("last " + kind + " transfer", "%s", describeLastTransfer(*record).c_str());
+    }
+    text.writeTo(fd);
+    return Void();
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

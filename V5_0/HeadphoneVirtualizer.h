@@ -5,6 +5,7 @@
 namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
 
 using ::android::sp;
+using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
@@ -32,6 +33,7 @@ struct HeadphoneVirtualizer : public V5_0::IHeadphoneVirtualizer {
     Return<int32_t> apply(int32_t handle,
                           const sp<IHeadphoneVirtualizerCallback>& callback) override;
     Return<int32_t> cancel(int32_t handle) override;
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override;
 };
 
 }  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

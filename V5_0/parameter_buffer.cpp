@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include <android-base/stringprintf.h>
 #include <log/log.h>
 
 #include "V5_0/parameter_transfer.h"
@@ -139,6 +140,18 @@ int32_t checkDataSize(const aud_hv_parameter& record) {
     ALOGE("[%s] data size error! registered size:%d, array size:%d", __func__,
           record.registeredSize.load(), record.appendAccumulation.load());
     return WRONG_SIZE;
+}
+
+std::string describeBuffer(const aud_hv_parameter& record) {
+    constexpr const char* kStates[] = {"idle", "waiting", "transferring"};
+    const int32_t handle = record.handle;
+    const std::string text = ::android::base::StringPrintf(
+            "handle %d, %d of %d bytes, %s%s", handle, record.appendAccumulation.load(),
+            record.registeredSize.load(),
+            kStates[static_cast<uint32_t>(record.transferState.load())],
+            record.cancelRequested ? ", cancel requested" : "");
+    // A worker that resets the record begins with the handle.
+    return handle == kNoHandle || record.handle != handle ? "none" : text;
 }
 
 void initializeParameter(aud_hv_parameter& record) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <string>
 
 #include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
 
@@ -91,6 +92,9 @@ int32_t appendInt(aud_hv_parameter& record, const hidl_vec<uint8_t>& data);
 
 /** @return SUCCESS if the buffer is full, else WRONG_SIZE. */
 int32_t checkDataSize(const aud_hv_parameter& record);
+
+/** @return handle, sizes and state in words, also while a worker has the record. */
+std::string describeBuffer(const aud_hv_parameter& record);
 
 /** Takes buffer, handle and transfer off a record. Called by who has it: the worker, if any. */
 void initializeParameter(aud_hv_parameter& record);

@@ -12,7 +12,9 @@
 #include <unistd.h>
 
 #include <mutex>
+#include <string>
 
+#include <android-base/stringprintf.h>
 #include <android-base/unique_fd.h>
 #include <log/log.h>
 
@@ -30,6 +32,14 @@ constexpr useconds_t kPollSleepUs = 500'000;
 constexpr int kPollLimit = 40;
 constexpr time_t kTransferLimitS = 20;
 
+/** The outcome of a transfer. For debug() only. */
+struct Note {
+    int32_t handle = kNoHandle;
+    int32_t size = 0;
+    int32_t outcome = 0;
+    const char* client = "";  // what it knows of it
+};
+
 /** What a transfer of a kind goes by. */
 struct Kind {
     const char* wakeLock;
@@ -37,6 +47,8 @@ struct Kind {
     const aud_hv_parameter& other;
     pthread_t transferThread{};
     std::mutex wakeLockHeld{};
+    std::mutex noteLock{};
+    Note lastTransfer{};  // guarded by noteLock: the worker writes it
 };
 Kind sKinds[] = {
         {"HidlAudioDevice", BECTRL_DEVICE_COMPLETE, hrtfParam},
@@ -247,7 +259,14 @@ struct RecordReset {
 
 /** That the client may be gone is no concern of the worker. */
 void tellOutcome(const aud_hv_parameter& record, int32_t outcome) {
-    record.callback->onTransferResult(outcome).isOk();
+    Kind& kind = kindOf(record);
+    const auto note = [&](const char* client) {
+        const std::lock_guard<std::mutex> lock(kind.noteLock);
+        kind.lastTransfer = {record.handle, record.registeredSize, outcome, client};
+    };
+    note("is being told");
+    const bool isTold = record.callback->onTransferResult(outcome).isOk();
+    note(isTold ? "was told" : "could not be told");
 }
 
 void* paramTransferThread(void* argument) {
@@ -317,6 +336,15 @@ int32_t cancelInt(aud_hv_parameter& record) {
     if (result != SUCCESS) ALOGW("[%s] cancel failed.", __func__);
     ALOGD("[%s] end. Return:%d", __func__, result);
     return result;
+}
+
+std::string describeLastTransfer(const aud_hv_parameter& record) {
+    Kind& kind = kindOf(record);
+    const std::lock_guard<std::mutex> lock(kind.noteLock);
+    const Note& note = kind.lastTransfer;
+    if (note.handle == kNoHandle) return "none";
+    return ::android::base::StringPrintf("handle %d, %d bytes, outcome %d, the client %s",
+                                         note.handle, note.size, note.outcome, note.client);
 }
 
 int32_t waitSelfParamTransferThreadFinish(const aud_hv_parameter& record) {

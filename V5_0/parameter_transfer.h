@@ -31,6 +31,9 @@ bool startTransfer(aud_hv_parameter& record, const sp<IHeadphoneVirtualizerCallb
  */
 int32_t cancelInt(aud_hv_parameter& record);
 
+/** @return the last transfer of the record that has come to an outcome, in words. */
+std::string describeLastTransfer(const aud_hv_parameter& record);
+
 /** Waits until no worker has the record. @return 0; -1 after 20 seconds. */
 int32_t waitSelfParamTransferThreadFinish(const aud_hv_parameter& record);
 

@@ -13,13 +13,8 @@ namespace {
 sp<IDevicesFactory> sDevicesFactory;
 sp<IPrimaryDevice> sPrimaryDevice;
 
-/**
- * Ends a call to the HAL. A failure in transport that nobody asks about would end the process, and
- * the HAL's death must not be ours. Nothing is sent again.
- */
-void discard(const ::android::hardware::details::return_status& status) {
-    status.isOk();
-}
+/** The parameter that was sent last, and what became of it. For debug() only. */
+std::string sLastParameter = "none";
 
 }  // namespace
 
@@ -30,7 +25,8 @@ PrimaryHalAccessor::PrimaryHalAccessor() {
         ALOGE("load audio interface failed");
         return;
     }
-    discard(sDevicesFactory->openPrimaryDevice(openDeviceCallback));
+    // A failure in transport that nobody asks about would end the process, here and below.
+    sDevicesFactory->openPrimaryDevice(openDeviceCallback).isOk();
 }
 
 Return<sp<IPrimaryDevice>> PrimaryHalAccessor::getHalPrimaryDevice() {
@@ -43,7 +39,16 @@ void openDeviceCallback(Result, const sp<IPrimaryDevice>& device) {
 
 void setHalParameter(const sp<IPrimaryDevice>& device, const char* key, const std::string& value) {
     if (device == nullptr) return;
-    discard(device->setParameters({}, hidl_vec<ParameterValue>{{key, value}}));
+    const Return<Result> result = device->setParameters({}, hidl_vec<ParameterValue>{{key, value}});
+    const char* const outcome = !result.isOk()         ? "lost"
+                                : result == Result::OK ? "taken"
+                                                       : "refused";
+    sLastParameter = key + (" = " + value) + ", " + outcome;
+}
+
+void describeHal(const sp<IPrimaryDevice>& device, DebugText* text) {
+    text->add("primary HAL", "%s", device == nullptr ? "not there at start" : "there at start");
+    text->add("last parameter to it", "%s", sLastParameter.c_str());
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::platform

@@ -4,6 +4,8 @@
 
 #include <android/hardware/audio/5.0/IDevicesFactory.h>
 
+#include "platform/debug_text.h"
+
 /*
  * How the services pass settings to the platform's primary audio HAL. Called on the main thread
  * while a service is built, and on the RPC thread afterwards.
@@ -41,5 +43,8 @@ void openDeviceCallback(Result result, const sp<IPrimaryDevice>& device);
  * @param device nothing is sent to an empty one.
  */
 void setHalParameter(const sp<IPrimaryDevice>& device, const char* key, const std::string& value);
+
+/** Tells whether a service has the device, and what became of the process's last parameter. */
+void describeHal(const sp<IPrimaryDevice>& device, DebugText* text);
 
 }  // namespace com::zavo::dtv::hardware::audio::platform

@@ -21,6 +21,7 @@ constexpr uint8_t kLaunched = 1;
 constexpr uint32_t kModelAddress = 0x1001A;
 
 enum LaunchResult : int32_t { LAUNCHED = 0, NO_ANSWER = 1, NOT_LAUNCHED = 2 };
+constexpr const char* kLaunchWords[] = {"launched", "no answer", "not launched in time"};
 
 }  // namespace
 
@@ -38,7 +39,7 @@ int32_t checkDtvSvcBoot(const BackEndVariant& variant) {
     return 0;
 }
 
-bool isBeModel(const BackEndVariant& variant) {
+bool isBeModel(const BackEndVariant& variant, bool* isRead) {
     DRV_Init();
     if (MTAL_Init() != 0) return variant.isBeModelByDefault;
     if (!openEeprom()) {
@@ -50,6 +51,7 @@ bool isBeModel(const BackEndVariant& variant) {
         ALOG(LOG_ERROR, variant.tag, "[%s] Eeprom read %s.", __func__, variant.eepromFailed);
         return variant.isBeModelByDefault;
     }
+    *isRead = true;
     return model != 0;
 }
 
@@ -72,6 +74,14 @@ int32_t checkBeCtrlBoot(const BackEndVariant& variant) {
     }
     ALOG(LOG_ERROR, variant.tag, "[%s] wait BeCtrl launch timeout.", __func__);
     return NOT_LAUNCHED;
+}
+
+void describeBackEnd(const BackEndStart& start, DebugText* text) {
+    describeDtvSvc(text);
+    text->add("middleware at start", "%s", start.isReady ? "ready" : "not ready");
+    text->add("model byte of the EEPROM", "%s", start.isModelRead ? "read" : "not read");
+    text->add("controller at start", "%s",
+              start.launched ? kLaunchWords[*start.launched] : "not asked");
 }
 
 int32_t connectToBeCtrl(const BackEndVariant& variant, const char* caller) {

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+
+#include "platform/debug_text.h"
 
 /*
  * What the services ask before they drive the back-end controller (BeCtrl) that some sets have. All
@@ -27,8 +30,20 @@ struct BackEndVariant {
 /** @return 0 once the middleware is ready; the variant's `notReady` after 20 seconds of waiting. */
 int32_t checkDtvSvcBoot(const BackEndVariant& variant);
 
-/** @return whether the set has a back-end controller, as its EEPROM says. */
-bool isBeModel(const BackEndVariant& variant);
+/** What was found of the controller when a service was built. For debug() only. */
+struct BackEndStart {
+    bool isReady = false;              /**< the middleware, to checkDtvSvcBoot() */
+    bool isModelRead = false;          /**< the EEPROM, by isBeModel() */
+    std::optional<int32_t> launched{}; /**< what checkBeCtrlBoot() answered, if it was asked */
+};
+
+void describeBackEnd(const BackEndStart& start, DebugText* text);
+
+/**
+ * @param isRead set if the EEPROM could be read.
+ * @return whether the set has a back-end controller, as its EEPROM says.
+ */
+bool isBeModel(const BackEndVariant& variant, bool* isRead);
 
 /**
  * @return 0 once the controller has launched; 2 after 15 seconds of waiting; 1 if the middleware

@@ -41,7 +41,7 @@ bool waitDtvSvcBoot(const DtvSvcWait& wait) {
     return false;
 }
 
-void connectToDtvSvc(const char* tag, const char* service) {
+int32_t connectToDtvSvc(const char* tag, const char* service) {
     IMtkPb_Ctrl_Init();
     const int32_t result = MTAL_InitExCb(0);
     if (result != 0) {
@@ -49,6 +49,17 @@ void connectToDtvSvc(const char* tag, const char* service) {
     } else {
         ALOG(LOG_DEBUG, tag, "%s mtal open success", service);
     }
+    return result;
+}
+
+void describeDtvSvc(DebugText* text) {
+    text->add("middleware", "%s", isDtvSvcReady() ? "ready" : "not ready");
+}
+
+void describeDtvSvc(const DtvSvcStart& start, DebugText* text) {
+    describeDtvSvc(text);
+    text->add("middleware at start", "%s, connection status %d",
+              start.isReady ? "ready" : "not ready", start.connectStatus);
 }
 
 int32_t readConfig(const ConfigKey& key, int32_t* value) {

@@ -4,6 +4,8 @@
 
 #include <log/log.h>
 
+#include "platform/debug_text.h"
+
 /*
  * How the services meet the TV middleware: they wait until it is up, connect to it, and keep their
  * settings in its configuration store. Called on the main thread while a service is built, and on
@@ -47,8 +49,19 @@ bool waitDtvSvcBoot(const DtvSvcWait& wait);
  *
  * @param tag log tag; null for none.
  * @param service name of the service in the lines.
+ * @return 0, or the abstraction layer's error code.
  */
-void connectToDtvSvc(const char* tag, const char* service);
+int32_t connectToDtvSvc(const char* tag, const char* service);
+
+/** How a service met the middleware when it was built. For debug() only. */
+struct DtvSvcStart {
+    bool isReady = false;
+    int32_t connectStatus = 0;
+};
+
+/** Tells whether the middleware is ready now, by its marker, and how it was met at start. */
+void describeDtvSvc(DebugText* text);
+void describeDtvSvc(const DtvSvcStart& start, DebugText* text);
 
 /** A value of the TV configuration store. */
 struct ConfigKey {

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <random>
 
+#include "tests/support/debug.h"
 #include "tests/support/possessions.h"
 #include "tests/support/processes.h"
 #include "tests/support/program.h"
@@ -117,7 +118,8 @@ class Client {
                 [&] { return mService->cancel(handle); },
                 [&] { return mService->discardParameterBuffer(handle); },
                 [&] { return mService->allocateParameterBuffer(kind, 10); },
-                [&] { return mService->apply(handle, new Outcome(mService, handle)); }};
+                [&] { return mService->apply(handle, new Outcome(mService, handle)); },
+                [&] { return Return<int32_t>(debug(*mService, mUnread.to) ? 0 : 1); }};
         usleep(mRandom.below(3) * 2000);
         answer(mRandom.oneOf(ways)());
     }
@@ -135,6 +137,7 @@ class Client {
 
     static inline uint8_t sBytes[262144];
     Random mRandom;
+    const Ends mUnread;
     sp<V5_0::IHeadphoneVirtualizer> mService;
     std::vector<sp<Outcome>> mOutcomes;
 };

@@ -28,6 +28,18 @@ are for a terminal; otherwise, or with NO_COLOR set, the text is plain ASCII.
 Exit status: 0 done, 2 bad usage or no set, 3 no service at all or connection
 lost.)";
 
+constexpr char kDebugHelp[] =
+        R"(What is asked after a fault in the field: what was found at start, what is kept,
+what became of the last transfers. Nothing is changed or logged, and the platform
+is not asked. On a set: lshal debug PACKAGE@VERSION::INTERFACE/default
+
+  $ audioctl debug IHdmiAudio
+  middleware: ready
+  ...
+
+Exit status: 0 done, 2 bad usage or no set, 3 no such service or connection
+lost.)";
+
 constexpr char kWatchHelp[] =
         R"(Each successful setAudioCapabilities of any client gives a line on standard
 output: the names that were stored, separated by blanks. "audioctl: watching" on

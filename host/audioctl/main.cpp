@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/audioctl/callbacks.h"
+#include "host/audioctl/debug.h"
 #include "host/audioctl/errors.h"
 #include "host/audioctl/help.h"
 #include "host/audioctl/methods.h"
@@ -82,6 +83,11 @@ void withService(const Interface& interface, Command command) {
     } catch (const ServiceError& error) {
         throw ServiceError(interface.fullName() + ": " + error.what());
     }
+}
+
+int debug(const std::string& interface) {
+    withService(findInterface(interface), printDebug);
+    return kDone;
 }
 
 int watchChanges() {
@@ -167,6 +173,10 @@ int main(int argc, char** argv) {
     });
     addCommand("status", "Show what the services tell of the set", kStatusHelp)
             ->final_callback([&] { exitStatus = status(); });
+    std::string debugged;
+    CLI::App* debugger = addCommand("debug", "Show what a service tells of its state", kDebugHelp);
+    debugger->add_option("IFACE", debugged, "Interface: NAME or NAME@VERSION")->required();
+    debugger->final_callback([&] { exitStatus = debug(debugged); });
     addCommand("watch", "Show changes of the HDMI capabilities as they come", kWatchHelp)
             ->final_callback([&] { exitStatus = watchChanges(); });
 

@@ -1,0 +1,45 @@
+#include "host/audioctl/debug.h"
+
+#include <android-base/unique_fd.h>
+#include <cutils/native_handle.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <memory>
+#include <sstream>
+
+#include "host/audioctl/errors.h"
+#include "host/audioctl/text.h"
+
+namespace audioctl {
+
+using android::base::unique_fd;
+
+namespace {
+
+/** What is in a pipe by now: a service that keeps the other end would be waited for. */
+std::string readAll(int pipe) {
+    std::string text;
+    char piece[4096];
+    for (ssize_t count; (count = read(pipe, piece, sizeof(piece))) > 0;) text.append(piece, count);
+    return text;
+}
+
+}  // namespace
+
+void printDebug(android::hidl::base::V1_0::IBase& service) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) throw UsageError(std::string("no pipe: ") + strerror(errno));
+    const unique_fd from(ends[0]);
+    const unique_fd to(ends[1]);
+    fcntl(from, F_SETFL, O_NONBLOCK);
+    const std::unique_ptr<native_handle_t, int (*)(native_handle_t*)> handle(
+            native_handle_create(1, 0), native_handle_delete);
+    handle->data[0] = to;
+    examine(service.debug(handle.get(), {}));
+
+    std::istringstream text(readAll(from));
+    for (std::string line; std::getline(text, line);) printLine(printable(line));
+}
+
+}  // namespace audioctl
