@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 
+#include "host/audioctl/calibration_svg.h"
 #include "host/audioctl/curve.h"
 #include "host/audioctl/methods.h"
 #include "host/audioctl/types.h"
@@ -357,6 +358,56 @@ Room calibration
   -9 |
 )",
               program.out());
+}
+
+TEST(Picture, IsXmlWithACurveForEachChannel) {
+    CalibrationPicture picture{true, {}, FakeCalibration::parameters().channelCurves};
+    hidl_vec<V3_0::bandEqualizer> bands(40);
+    const float gains[] = {0, 9, -9, 4.5f, 1e38f, -INFINITY, NAN, -0.5f};
+    for (size_t i = 0; i < std::size(gains); i++) bands[i].gain = gains[i];
+    const std::string curve = "<polyline points=\"([^\"]*)";
+    for (const char* name : {"FL", "<&>\"'", "\x01\xFF", "x", "x"}) {
+        const size_t count = picture.channels.size();
+        picture.channels.resize(count + 1);
+        picture.channels[count] = {name, bands, NAN, -1e38f};
+        std::string svg = draw(picture);
+        EXPECT_EQ(count + 1, find(svg, curve).size());
+        // Elements go from the innermost to the outermost, until nothing is left.
+        const std::regex element(R"(<(\w+)( [\w-]+="[^"<&]*")*\s*(/>|>([^<>&]|&#\d+;)*</\1>))");
+        for (size_t size = 0; size != svg.size();) {
+            size = svg.size();
+            svg = std::regex_replace(svg, element, "");
+        }
+        EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n\n", svg);
+    }
+    EXPECT_EQ((Texts{"&#60;&#38;&#62;\\&#34;'", "\\u0001\\ufffd"}),
+              find(draw(picture), "bold\">([&\\\\].*)<"));
+
+    picture.channels.resize(1);
+    const std::string svg = draw(picture);
+    const std::string begin = "50,208 78,28 106,388 134,118 162,28 190,388 246,218 274,208";
+    const std::string points = find(svg, curve).at(0);
+    EXPECT_EQ(begin, points.substr(0, begin.size()));
+    EXPECT_EQ(30u, countOf(points, ","));
+    EXPECT_EQ((Texts{"50,148 78,388", "162,21 l-4,6 h8 z", "190,395 l-4,-6 h8 z"}),
+              find(svg, "<path d=\"M([^\"]*)"));
+    EXPECT_EQ(Texts{"x=\"218\" y=\"208\""}, find(svg, "<text (\\S+ \\S+) [^>]*>[?]<"));
+}
+
+TEST(Picture, IsInItsFileOrNowhere) {
+    const TempSet set;
+    const auto status = [](const std::string& file) {
+        return Program({"audioctl", "status", "--svg", file}).wait();
+    };
+    EXPECT_EQ(3, status(set.path("svg")));
+    EXPECT_FALSE(set.has("svg"));
+    const sp<FakeCalibration> calibration = served<FakeCalibration>();
+    set.write("svg", "old");
+    EXPECT_EQ(0, status(set.path("svg")));
+    EXPECT_EQ(draw({true, {}, {}}), set.read("svg"));
+    for (const char* file : {"svg/x", "run", "none/x"}) EXPECT_EQ(2, status(set.path(file)));
+    EXPECT_EQ(2, status("/dev/full"));
+    EXPECT_FALSE(set.has("svg.part"));
 }
 
 TEST(Status, EndsWithTheConnection) {

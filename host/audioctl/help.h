@@ -25,8 +25,14 @@ are for a terminal; otherwise, or with NO_COLOR set, the text is plain ASCII.
 
   $ audioctl status | less
 
-Exit status: 0 done, 2 bad usage or no set, 3 no service at all or connection
-lost.)";
+--svg draws what is stored of the room calibration: the gains, volume and delay
+of each channel, and the default curve of its group if the set uses one. Nothing
+is printed; a FILE that is there is replaced.
+
+  $ audioctl status --svg room.svg
+
+Exit status: 0 done; 2 bad usage, no set, or FILE cannot be written; 3 no service
+at all, none for the room calibration to draw, or connection lost.)";
 
 constexpr char kDebugHelp[] =
         R"(What is asked after a fault in the field: what was found at start, what is kept,

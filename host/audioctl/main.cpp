@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "host/audioctl/calibration_svg.h"
 #include "host/audioctl/callbacks.h"
 #include "host/audioctl/debug.h"
 #include "host/audioctl/errors.h"
@@ -83,6 +84,13 @@ void withService(const Interface& interface, Command command) {
     } catch (const ServiceError& error) {
         throw ServiceError(interface.fullName() + ": " + error.what());
     }
+}
+
+int drawStatus(const std::string& file) {
+    withService(findInterface("IAcousticCalibration"), [&](IBase& service) {
+        saveCalibrationSvg(static_cast<V3_1::IAcousticCalibration&>(service), file);
+    });
+    return kDone;
 }
 
 int debug(const std::string& interface) {
@@ -171,8 +179,12 @@ int main(int argc, char** argv) {
     addCommand("list", "Show the registered services, one a line", kListHelp)->final_callback([&] {
         exitStatus = list();
     });
-    addCommand("status", "Show what the services tell of the set", kStatusHelp)
-            ->final_callback([&] { exitStatus = status(); });
+    std::string picture;
+    CLI::App* teller = addCommand("status", "Show what the services tell of the set", kStatusHelp);
+    teller->add_option("--svg", picture, "Draw the room calibration into FILE instead")
+            ->type_name("FILE");
+    teller->final_callback(
+            [&] { exitStatus = teller->count("--svg") == 0 ? status() : drawStatus(picture); });
     std::string debugged;
     CLI::App* debugger = addCommand("debug", "Show what a service tells of its state", kDebugHelp);
     debugger->add_option("IFACE", debugged, "Interface: NAME or NAME@VERSION")->required();
