@@ -31,13 +31,13 @@ is printed; a FILE that is there is replaced.
 
   $ audioctl status --svg room.svg
 
-Exit status: 0 done; 2 bad usage, no set, or FILE cannot be written; 3 no service
-at all, none for the room calibration to draw, or connection lost.)";
+Exit status: 0 done; 2 bad usage, no set, or FILE cannot be written; 3 no
+service at all, none of the room calibration to draw, or connection lost.)";
 
 constexpr char kDebugHelp[] =
         R"(What is asked after a fault in the field: what was found at start, what is kept,
-what became of the last transfers. Nothing is changed or logged, and the platform
-is not asked. On a set: lshal debug PACKAGE@VERSION::INTERFACE/default
+what became of the last transfers. Nothing is changed or logged, and the
+platform is not asked. On a set: lshal debug PACKAGE@VERSION::INTERFACE/default
 
   $ audioctl debug IHdmiAudio
   middleware: ready
