@@ -46,7 +46,7 @@ std::string block(const std::string& gain, const std::string& tail, int status =
     return all + tail + "}, 264, 0) = " + to_string(status);
 }
 std::string publish(const std::string& offset) {
-    return "setParameters([], [{.key = \"ac_offset\", .value = \"" + offset + "\"}]) = 0";
+    return "setParameters([0]{}, [1]{{.key = \"ac_offset\", .value = \"" + offset + "\"}}) = 0";
 }
 
 /** One calibration, and by model what is sent for it, and what for none. */
