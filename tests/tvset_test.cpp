@@ -6,10 +6,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <log/log.h>
+#include <poll.h>
 #include <pthread.h>
+#include <pty.h>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -311,6 +315,37 @@ TEST(Log, ShowsEveryEntryAsOneLineToTheSinkAndToTests) {
     LogCapture log;
     logAll();
     EXPECT_EQ(expected, log.take());
+}
+
+TEST(Log, DropsWhatNobodyReadsAndTellsHowMuch) {
+    const auto logMany = [] {
+        for (int i = 0; i < 2000; ++i) tvset::writeToStderr(std::string(100, 'x'));
+    };
+    int ends[3][2];  // of a pipe, a connection, a terminal
+    ASSERT_EQ(0, pipe(ends[0]) | socketpair(AF_UNIX, SOCK_STREAM, 0, ends[1]) |
+                         openpty(&ends[2][0], &ends[2][1], nullptr, nullptr, nullptr));
+    const int before = dup(STDERR_FILENO), full = open("/dev/full", O_WRONLY);
+    for (const auto& [reader, writer] : ends) {
+        dup2(full, STDERR_FILENO);
+        tvset::writeToStderr("");
+        dup2(writer, STDERR_FILENO);
+        std::thread other(logMany);
+        logMany();
+        other.join();
+        std::string text = "\n";
+        for (int more = 0; find(text, "end (\\d+)\r?\n").empty(); ++more) {
+            tvset::writeToStderr("end " + std::to_string(more));
+            pollfd readable{reader, POLLIN, 0};
+            for (char part[4096]; poll(&readable, 1, 10) == 1;) {
+                text.append(part, read(reader, part, sizeof(part)));
+            }
+        }
+        dup2(before, STDERR_FILENO);
+        auto told = find(text, "(x{100})(?=\r?\n)").size();
+        for (const auto& n : find(text, "\nW tvset: log lines dropped: (\\d+)(?=\r?\n)"))
+            told += stoul(n);
+        EXPECT_EQ(4001 + stoul(find(text, "end (\\d+)").at(0)), told);
+    }
 }
 
 TEST(Set, IsWhereTheEnvironmentSays) {

@@ -16,6 +16,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/tvset/log_sink.h"
 #include "host/tvset/real.h"
 #include "host/tvset/virtual_time.h"
 
@@ -134,7 +135,8 @@ void* runParticipant(void* argument) {
 int parseSpeed(const char* text) {
     int speed = 1;
     if (text != nullptr && !android::base::ParseInt(text, &speed, 1)) {
-        fprintf(stderr, "tvset: TVSET_SPEED is a whole number from 1, not '%s'; 1 is used\n", text);
+        writeToStderr("tvset: TVSET_SPEED is a whole number from 1, not '" + std::string(text) +
+                      "'; 1 is used");
         return 1;
     }
     return speed;

@@ -2,11 +2,25 @@
 
 #include <android-base/errno_restorer.h>
 #include <android-base/strings.h>
+#include <android-base/unique_fd.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <iterator>
+#include <mutex>
+#include <utility>
 
 #include "host/tvset/real.h"
+
+using android::base::ErrnoRestorer;
+using android::base::unique_fd;
 
 namespace tvset {
 namespace {
@@ -16,6 +30,91 @@ char priorityLetter(int priority) {
     const bool known = priority >= 0 && priority < static_cast<int>(std::size(kLetters));
     return known ? kLetters[priority] : '?';
 }
+
+/**
+ * Keeps the signals that a write can raise from the calling thread: the reader is gone, the
+ * terminal is another job's, the file is too large. They stay what they are to the process.
+ */
+class WriteSignals {
+  public:
+    WriteSignals() {
+        sigemptyset(&mSignals);
+        for (const int signal : {SIGPIPE, SIGTTOU, SIGXFSZ}) sigaddset(&mSignals, signal);
+        pthread_sigmask(SIG_BLOCK, &mSignals, &mBefore);
+    }
+    ~WriteSignals() {
+        const ErrnoRestorer keepErrno;
+        constexpr timespec kAtOnce{};
+        while (sigtimedwait(&mSignals, nullptr, &kAtOnce) > 0) continue;
+        pthread_sigmask(SIG_SETMASK, &mBefore, nullptr);
+    }
+    WriteSignals(const WriteSignals&) = delete;
+    WriteSignals& operator=(const WriteSignals&) = delete;
+
+  private:
+    sigset_t mSignals;
+    sigset_t mBefore;
+};
+
+bool isWritable(int timeoutMs) {
+    pollfd standardError{STDERR_FILENO, POLLOUT, 0};
+    return poll(&standardError, 1, timeoutMs) == 1;
+}
+
+/**
+ * What write() does with standard error, but for waiting. Its description is shared with other
+ * processes, which O_NONBLOCK would change too, so a pipe or terminal is opened anew. That of
+ * another user cannot be: then poll() must do, which knows that there is room, not how much.
+ */
+ssize_t writeAtOnce(const std::string& text) {
+    const WriteSignals signals;
+    struct stat found {};
+    fstat(STDERR_FILENO, &found);
+    if (S_ISSOCK(found.st_mode)) {
+        return send(STDERR_FILENO, text.data(), text.size(), MSG_DONTWAIT);
+    }
+    if (!S_ISFIFO(found.st_mode) && !isatty(STDERR_FILENO)) {
+        return __real_write(STDERR_FILENO, text.data(), text.size());
+    }
+    constexpr int kFlags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const unique_fd own(__real_open("/proc/self/fd/2", kFlags));
+    if (own != -1) return __real_write(own, text.data(), text.size());
+    if (isWritable(0)) return __real_write(STDERR_FILENO, text.data(), text.size());
+    errno = EAGAIN;
+    return -1;
+}
+
+class StandardError {
+  public:
+    void writeLine(std::string line) {
+        const std::lock_guard lock(mMutex);
+        if (mDropped > 0 && write("W tvset: log lines dropped: " + std::to_string(mDropped))) {
+            mDropped = 0;
+        }
+        if (mDropped > 0 || !write(std::move(line))) ++mDropped;
+    }
+
+  private:
+    /** @return false if it is not, or not all, written. */
+    bool write(std::string text) {
+        constexpr int kPatienceMs = 200;
+        if (mIsCut) text.insert(0, 1, '\n');
+        text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1));
+        text += '\n';
+        ssize_t written = writeAtOnce(text);
+        if (written == -1 && errno == EAGAIN && !mIsStuck && isWritable(kPatienceMs)) {
+            written = writeAtOnce(text);
+        }
+        mIsStuck = written == -1 && errno == EAGAIN;
+        if (written > 0) mIsCut = text[static_cast<size_t>(written) - 1] != '\n';
+        return written + 1 >= static_cast<ssize_t>(text.size());  // its end may still follow
+    }
+
+    std::mutex mMutex;
+    uint64_t mDropped = 0;
+    bool mIsStuck = false;  // nobody reads: nothing is waited for
+    bool mIsCut = false;    // what was written last is not a whole line
+};
 
 __attribute__((constructor)) void useLogSink() {
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
@@ -32,10 +131,13 @@ std::string logLine(const __android_logger_data& entry, const char* text) {
 }
 
 void logToStderr(const __android_logger_data* entry, const char* text) {
-    const android::base::ErrnoRestorer keepErrno;
-    const std::string line = logLine(*entry, text) + '\n';
-    // Nowhere to report a standard error that cannot be written.
-    (void)!__real_write(STDERR_FILENO, line.data(), line.size());
+    writeToStderr(logLine(*entry, text));
+}
+
+void writeToStderr(std::string line) {
+    static auto& standardError = *new StandardError;  // outlives threads still running at exit
+    const ErrnoRestorer keepErrno;
+    standardError.writeLine(std::move(line));
 }
 
 }  // namespace tvset
