@@ -1,12 +1,16 @@
 /* The service as clients meet it: a process that is started, called, killed and started again. */
 
+#include <sys/stat.h>
+
 #include <set>
 
 #include "tests/support/hidl_fakes.h"
+#include "tests/support/possessions.h"
 #include "tests/support/program.h"
 
 using Lines = std::vector<std::string>;
 using Names = std::set<std::string>;
+using namespace std::string_literals;
 
 namespace {
 
@@ -25,14 +29,14 @@ Lines split(const std::string& text) {
 
 struct Outcome {
     int status;
-    std::string out;
+    std::string out;  // and what is said on standard error
 };
 
 /** @param words of its command line, separated by blanks. */
 Outcome audioctl(const std::string& words) {
     Program program(find("audioctl " + words, "(\\S+)"));
     const int status = program.wait();
-    return {status, program.out()};
+    return {status, program.out() + program.err()};
 }
 
 /** Waits until all services are there. */
@@ -40,18 +44,80 @@ bool isServing() {
     return Program::poll([] { return split(audioctl("list").out) == kServices; });
 }
 
-TEST(Process, RefusesToStartWithoutASet) {
-    setenv("TVSET_ROOT", "/nonexistent/set", 1);
-    for (const Lines& words : {Lines{"hidlaudio"}, {"audioctl", "list"}}) {
-        Program program(words);
+void expectRefusal(const std::string& why) {
+    for (const char* words : {"hidlaudio", "audioctl list", "tvset primary-hal"}) {
+        Program program(find(words, "(\\S+)"));
         EXPECT_EQ(2, program.wait());
-        EXPECT_EQ(words[0] + ": no TV set at /nonexistent/set; make one with 'tvset create'\n",
-                  program.err());
+        EXPECT_EQ(find(words, "(\\w+)")[0] + ": " + why + "\n", program.err());
     }
 }
 
-TEST(Process, RegistersEveryServiceAndKeepsASettingOverARestart) {
+TEST(Process, RefusesToStartWithoutASafeSet) {
+    setenv("TVSET_ROOT", "/nonexistent/set", 1);
+    expectRefusal("no TV set at /nonexistent/set; make one with 'tvset create'");
+    const std::pair<const char*, const char*> kCases[] = {
+            {"chmod 720 .", "/tvset is open to others for writing; owner UID, mode 0720"},
+            {"chmod 702 .", "/tvset is open to others for writing; owner UID, mode 0702"},
+            {"chmod 700 .; rm -r run; ln -s fs run", "/tvset/run is a link; owner UID, mode 0777"},
+            {"rm run; mv ../tvset ../it; ln -s it ../tvset",
+             "/tvset is a link; owner UID, mode 0777"},
+            {"chmod 777 ..", " is open to others for writing; owner UID, mode 0777"},
+            {"chmod 1777 ..; rm ../tvset; mv ../it ../tvset; chown 9 .",
+             "/tvset is another user's; owner 9, mode 0700"},
+    };
+    const TempSet set;
+    tvset::createSet(set.path("tvset"), {});
+    setenv("XDG_RUNTIME_DIR", set.root().c_str(), 1);
+    unsetenv("TVSET_ROOT");
+    for (const auto& [damage, why] : kCases) {
+        const bool isDone = system(("cd $XDG_RUNTIME_DIR/tvset; "s + damage).c_str()) == 0;
+        if (!isDone && getuid() != 0) GTEST_SKIP() << "only root can be two users: " << damage;
+        ASSERT_TRUE(isDone) << damage;
+        expectRefusal("unsafe TV set: " + set.root() +
+                      std::regex_replace(why, std::regex("UID"), std::to_string(getuid())));
+    }
+    EXPECT_EQ(2, Program({"tvset", "create"}).wait());
+    EXPECT_EQ("", set.read("tvset/journal"));
+}
+
+TEST(Process, WaitsForNoFifo) {
+    const TempSet set({.hasBackEnd = true});
+    setenv("TVSET_SPEED", "1000", 1);
+    set.write("fs/data/vendor/zavo/hidlaudio/bitstream_output_mode.data", "");
+    for (const auto& old : std::filesystem::recursive_directory_iterator(set.root())) {
+        if (old.is_regular_file() && std::filesystem::remove(old)) mkfifo(old.path().c_str(), 0600);
+    }
+    const Service service;
+    EXPECT_EQ("0\n", audioctl("call IOutputExternal setForceEncodingEnabled true").out);
+    EXPECT_EQ(1, audioctl("upload hrtf " SOURCE_DIR "/README.md").status);
+}
+
+TEST(Process, ServesWhileNobodyReadsItsLogAndAfterItsReaderIsGone) {
+    const TempSet set;
+    mkfifo(set.path("log").c_str(), 0600);
+    const int reader = open(set.path("log").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(4096, fcntl(reader, F_SETPIPE_SZ, 4096));
+    Program service({"/bin/sh", "-c", "exec " BINARY_DIR "/hidlaudio 2>$TVSET_ROOT/log"});
+    ASSERT_TRUE(isServing());
+    for (int call = 0; call < 50; call++) {
+        if (call == 49) close(reader);
+        EXPECT_EQ("0\n", audioctl("call IOutputSpeaker setTvPosition 1").out);
+    }
+}
+
+TEST(Process, HasNothingInPlaceOfClosedDescriptors) {
+    const TempSet set;
+    for (const char* words : {"hidlaudio", "tvset primary-hal"}) {
+        Program program({"/bin/sh", "-c", "exec " BINARY_DIR "/"s + words + " <&- >&- 2>&-"});
+        const auto areNull = [&] { return Possessions(program.pid()).descriptors["/dev/nu"] > 2; };
+        EXPECT_TRUE(Program::poll(areNull)) << words;
+    }
+}
+
+TEST(Process, RegistersEveryServiceAloneAndKeepsASettingOverARestart) {
     TempSet set;
+    std::filesystem::create_symlink(".", set.path("link"));
+    setenv("TVSET_ROOT", set.path("link").c_str(), 1);
     for (const char* expected : {"true\n", "false\n"}) {
         Program service({"hidlaudio"});
         ASSERT_TRUE(isServing());
@@ -61,7 +127,15 @@ TEST(Process, RegistersEveryServiceAndKeepsASettingOverARestart) {
         EXPECT_EQ("0\n", audioctl("call IOutputExternal@2.0 setForceEncodingEnabled false").out);
         const char* tell = "call IOutputEncodingStatusListener onEncodingFormatChanged auto";
         EXPECT_EQ("null\n", audioctl(tell).out);
-        EXPECT_EQ(128 + SIGTERM, service.signalAndWait(SIGTERM));
+        set.takeJournal();
+        set.remove("run");
+        Program second({"hidlaudio"});
+        EXPECT_EQ(1, second.wait());
+        EXPECT_EQ("hidlaudio: the TV set at " + set.path("link") + " has a service: process " +
+                          std::to_string(service.pid()) + "\n",
+                  second.err());
+        EXPECT_EQ(Lines{}, set.takeJournal());
+        EXPECT_EQ(128 + SIGKILL, service.signalAndWait(SIGKILL));
     }
     EXPECT_EQ(3, audioctl("call IOutputExternal getEncodingFormat").status);
 }
@@ -70,7 +144,7 @@ TEST(Process, IsNotReachableBeforeEveryServiceIsMade) {
     TempSet set({.isReady = false});
     Program service({"hidlaudio"});
     ASSERT_TRUE(service.hasLogged("waiting dtv_svc>>>>> count:5"));
-    EXPECT_EQ("", audioctl("list").out);
+    EXPECT_EQ("audioctl: no service is registered\n", audioctl("list").out);
     set.write(kMarker, "");
     EXPECT_TRUE(isServing());
 }

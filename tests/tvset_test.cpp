@@ -363,4 +363,14 @@ TEST(Set, IsNeverMadeTwice) {
     EXPECT_EQ("kept", set.read("eeprom.bin"));
 }
 
+TEST(Set, IsOpenToItsUserAlone) {
+    umask(0277);
+    const TempSet set;
+    umask(0);
+    a_mtktvapi_config_set_value(-1, "new", 1, 7);
+    for (const auto& file : std::filesystem::recursive_directory_iterator(set.root())) {
+        EXPECT_EQ(file.is_directory() ? 0700u : 0600u, unsigned(file.status().permissions()));
+    }
+}
+
 }  // namespace

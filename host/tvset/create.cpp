@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -104,6 +105,7 @@ std::vector<std::pair<std::string, std::string>> filesOfSet(const SetOptions& op
             {"journal", ""},
             {"declared",
              options.hasHal ? "android.hardware.audio@5.0::IDevicesFactory/default\n" : ""},
+            {"lock", ""},
     };
     if (options.isReady) files.emplace_back("fs/data/vendor/tmp/dtv_svc_is_ready", "");
     return files;
@@ -120,8 +122,19 @@ void fill(const fs::path& root, const SetOptions& options) {
     }
     fs::create_directories(root / "fs/data/vendor/zavo/hidlaudio");
     fs::create_directory(root / "run");
-    fs::permissions(root / "run", fs::perms::owner_all);
 }
+
+/** What is made meanwhile is open to this user alone: files 0600, directories 0700. */
+class PrivateUmask {
+  public:
+    PrivateUmask() : mBefore(umask(S_IRWXG | S_IRWXO)) {}
+    ~PrivateUmask() { umask(mBefore); }
+    PrivateUmask(const PrivateUmask&) = delete;
+    PrivateUmask& operator=(const PrivateUmask&) = delete;
+
+  private:
+    const mode_t mBefore;
+};
 
 /** A directory beside the set in which the set is put together; gone if it was not moved away. */
 class Workplace {
@@ -154,6 +167,7 @@ void createSet(const std::string& root, const SetOptions& options) {
     fs::path target = fs::absolute(root).lexically_normal();
     if (!target.has_filename()) target = target.parent_path();
 
+    const PrivateUmask privately;
     const Workplace workplace(target.parent_path());
     fill(workplace.path(), options);
     std::error_code error;

@@ -24,12 +24,13 @@ struct SetOptions {
  *     eeprom.bin
  *     bectrl/                          a driver that answers with success after 20 ms
  *     audio/                           a post-processor that is ready
- *     faults, journal                  empty
+ *     faults, journal, lock            empty
  *     declared                         what the device manifest declares beside our services
- *     run/                             for sockets, open to the user alone
+ *     run/                             for sockets
  *
- * The directory appears whole or not at all. An empty directory may be there already. Called by
- * one thread at a time.
+ * The directory appears whole or not at all. An empty directory may be there already. All is open
+ * to this user alone, whatever the umask, which is another meanwhile: to be called while no other
+ * thread makes files.
  *
  * @throws std::runtime_error  naming what is wrong, if something else is there already or the set
  *                             cannot be made

@@ -18,7 +18,9 @@
 
 #include "host/tvset/clock.h"
 #include "host/tvset/completion_files.h"
+#include "host/tvset/files.h"
 #include "host/tvset/lines.h"
+#include "host/tvset/log_sink.h"
 #include "host/tvset/operation.h"
 #include "host/tvset/real.h"
 #include "host/tvset/set.h"
@@ -85,9 +87,9 @@ std::optional<Step> parseStep(const std::string& line) {
 
 /** In place and in one go: whoever reads finds the old or the new content, in the same file. */
 void writeCompletion(const std::string& path, const bectrl_completion& completion) {
-    const unique_fd file(__real_open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    const unique_fd file = openFile(path, O_WRONLY);
     if (file == -1 || __real_write(file, &completion, sizeof(completion)) == -1) {
-        fprintf(stderr, "tvset: cannot write %s: %s\n", path.c_str(), strerror(errno));
+        writeToStderr("tvset: cannot write " + path + ": " + strerror(errno));
     }
 }
 
@@ -122,8 +124,7 @@ bool copyParameters(const Kind& kind, const bectrl_transfer& transfer) {
     const std::string path = pathInSet(kind.copy);
     const std::string fresh = path + ".new";
     const auto* source = reinterpret_cast<const void*>(static_cast<uintptr_t>(transfer.address));
-    const unique_fd file(
-            __real_open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    const unique_fd file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
     if (file != -1 && android::base::WriteFully(file, source, transfer.size)) {
         return rename(fresh.c_str(), path.c_str()) == 0;
     }

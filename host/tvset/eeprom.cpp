@@ -1,9 +1,10 @@
 /* The EEPROM of the set: the bytes of `eeprom.bin`, looked at anew at every use. */
 
 #include <android-base/stringprintf.h>
+#include <fcntl.h>
+#include <unistd.h>
 
-#include <fstream>
-
+#include "host/tvset/files.h"
 #include "host/tvset/operation.h"
 #include "host/tvset/set.h"
 #include "platform/middleware.h"
@@ -19,10 +20,8 @@ enum EepromStatus : int32_t {
 };
 
 EepromStatus readEeprom(uint32_t address, uint8_t* destination, uint32_t size) {
-    std::ifstream file(tvset::pathInSet("eeprom.bin"), std::ios::binary);
-    file.seekg(address);
-    file.read(reinterpret_cast<char*>(destination), size);
-    return file ? READ : NO_SUCH_BYTES;
+    const auto file = tvset::openFile(tvset::pathInSet("eeprom.bin"), O_RDONLY);
+    return pread(file, destination, size, address) == ssize_t{size} ? READ : NO_SUCH_BYTES;
 }
 
 }  // namespace

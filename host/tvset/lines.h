@@ -1,10 +1,12 @@
 #pragma once
 
-#include <cstdio>
-#include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include "host/tvset/files.h"
+#include "host/tvset/log_sink.h"
 
 namespace tvset {
 
@@ -18,15 +20,15 @@ namespace tvset {
 template <typename Parse>
 auto readLines(const std::string& path, const char* form, const Parse& parse) {
     std::vector<typename decltype(parse(std::string()))::value_type> lines;
-    std::ifstream file(path);
+    std::istringstream file(readFile(path).value_or(""));
     std::string text;
     for (int number = 1; std::getline(file, text); ++number) {
         if (text.find_first_not_of(" \t\r") == text.npos) continue;
         if (auto line = parse(text)) {
             lines.push_back(std::move(*line));
         } else {
-            fprintf(stderr, "tvset: %s:%d: not '%s', skipped: %s\n", path.c_str(), number, form,
-                    text.c_str());
+            writeToStderr("tvset: " + path + ":" + std::to_string(number) + ": not '" + form +
+                          "', skipped: " + text);
         }
     }
     return lines;

@@ -7,26 +7,30 @@
 
 #include "platform/middleware.h"
 
+#include <android-base/file.h>
 #include <android-base/parseint.h>
 #include <android-base/stringprintf.h>
 #include <android-base/strings.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 
+#include "host/tvset/files.h"
 #include "host/tvset/operation.h"
 #include "host/tvset/set.h"
 
 using android::base::ParseInt;
 using android::base::StringPrintf;
 using android::base::Trim;
+using android::base::WriteStringToFd;
+using tvset::openFile;
 using tvset::pathInSet;
 using tvset::perform;
+using tvset::readFile;
 
 namespace {
 
@@ -44,10 +48,9 @@ bool isKey(std::string_view name) {
 }
 
 StoreStatus readConfig(const std::string& key, int32_t* value) {
-    std::ifstream file(pathInSet("config/" + key));
-    if (!isKey(key) || !file) return NO_SUCH_KEY;
-    const std::string text(std::istreambuf_iterator<char>(file), {});
-    return ParseInt(Trim(text), value) ? STORED : NOT_A_VALUE;
+    const auto text = isKey(key) ? readFile(pathInSet("config/" + key)) : std::nullopt;
+    if (!text) return NO_SUCH_KEY;
+    return ParseInt(Trim(*text), value) ? STORED : NOT_A_VALUE;
 }
 
 /** A reader at any moment finds the old value or the new one, whole. */
@@ -55,10 +58,11 @@ StoreStatus writeConfig(const std::string& key, int32_t value) {
     if (!isKey(key)) return NO_SUCH_KEY;
     const std::string path = pathInSet("config/" + key);
     const std::string fresh = pathInSet(StringPrintf("config/.%s.%d", key.c_str(), getpid()));
-    std::ofstream file(fresh);
-    file << value << '\n';
-    file.close();
-    if (file && rename(fresh.c_str(), path.c_str()) == 0) return STORED;
+    const auto file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+    if (WriteStringToFd(std::to_string(value) + '\n', file) &&
+        rename(fresh.c_str(), path.c_str()) == 0) {
+        return STORED;
+    }
     unlink(fresh.c_str());
     return NOT_STORED;
 }

@@ -7,6 +7,8 @@
 #include <string.h>
 
 #include "host/tvset/faults.h"
+#include "host/tvset/files.h"
+#include "host/tvset/log_sink.h"
 #include "host/tvset/real.h"
 #include "host/tvset/set.h"
 
@@ -27,10 +29,10 @@ int32_t perform(const char* name, const std::string& arguments,
 
 void appendToJournal(std::string line) {
     const std::string path = pathInSet("journal");
-    const unique_fd fd(__real_open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644));
+    const unique_fd fd = openFile(path, O_WRONLY | O_APPEND | O_CREAT);
     line += '\n';
     if (fd == -1 || __real_write(fd, line.data(), line.size()) == -1) {
-        fprintf(stderr, "tvset: cannot write %s: %s\n", path.c_str(), strerror(errno));
+        writeToStderr("tvset: cannot write " + path + ": " + strerror(errno));
     }
 }
 

@@ -3,11 +3,10 @@
 #include <android-base/parseint.h>
 #include <android-base/strings.h>
 
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 
+#include "host/tvset/files.h"
 #include "host/tvset/set.h"
 
 namespace tvset {
@@ -21,10 +20,8 @@ struct Questions {
 };
 
 int readLimit(const std::string& path) {
-    std::ifstream file(path);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
     int limit = kNever;
-    android::base::ParseInt(android::base::Trim(text), &limit, 0);
+    android::base::ParseInt(android::base::Trim(readFile(path).value_or("")), &limit, 0);
     return limit;
 }
 

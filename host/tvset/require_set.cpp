@@ -1,4 +1,7 @@
-/* Linked into a program that has no code of its own for the workstation: no set, no start. */
+/*
+ * Linked into a service, which has no code of its own for the workstation: no set, or another
+ * service on it, no start.
+ */
 
 #include <errno.h>
 
@@ -6,8 +9,12 @@
 
 namespace {
 
-__attribute__((constructor)) void requireSetAtStart() {
-    tvset::requireSet(program_invocation_short_name);
+/** Before all constructors without a number: those of a service may use the set. */
+__attribute__((constructor(101))) void takeSetAtStart() {
+    const char* const program = program_invocation_short_name;
+    tvset::fillStandardDescriptors(program);
+    tvset::requireSet(program);
+    tvset::lockSet(program);
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 /*
  * Where the services' system calls enter the set: the linker leads each call of X to __wrap_X
- * (CMakeLists.txt has the list). Paths of the set are redirected, faults injected, waits made in
- * the set's time, its driver's files and requests dealt with; all else is the C library's.
+ * (CMakeLists.txt has the list). Paths of the set are redirected, FIFOs refused, which a service
+ * would wait for, faults injected, waits made in the set's time, its driver's files and requests
+ * dealt with; all else is the C library's.
  */
 
 #include <android-base/stringprintf.h>
@@ -16,12 +17,14 @@
 #include "host/tvset/completion_files.h"
 #include "host/tvset/driver.h"
 #include "host/tvset/faults.h"
+#include "host/tvset/files.h"
 #include "host/tvset/real.h"
 #include "host/tvset/set.h"
 #include "platform/bectrl.h"
 
 using android::base::StringPrintf;
 using tvset::Fault;
+using tvset::isFifo;
 using tvset::mayFail;
 using tvset::takeFault;
 
@@ -98,7 +101,8 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
         fault->raise();
         return nullptr;
     }
-    return __real_fopen(hostPath(path).c_str(), mode);
+    const std::string there = hostPath(path);
+    return isFifo(there) ? nullptr : __real_fopen(there.c_str(), mode);
 }
 
 size_t __wrap_fread(void* buffer, size_t size, size_t count, FILE* file) {
@@ -136,7 +140,8 @@ int __wrap_open(const char* path, int flags, ...) {
         va_end(arguments);
     }
     if (const auto fault = takeFault("open", path)) return fault->raise();
-    return __real_open(hostPath(path).c_str(), flags, mode);
+    const std::string there = hostPath(path);
+    return isFifo(there) ? -1 : __real_open(there.c_str(), flags, mode);
 }
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,

@@ -1,5 +1,8 @@
 #include "host/tvset/set.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +17,44 @@ std::string environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
+[[noreturn]] void end(const char* program, int status, const std::string& why) {
+    fprintf(stderr, "%s: %s\n", program, why.c_str());
+    _exit(status);
+}
+
+[[noreturn]] void refuse(const char* program, const std::string& path, const struct stat& found,
+                         const char* why) {
+    char text[100];
+    snprintf(text, sizeof(text), " is %s; owner %u, mode %04o", why, found.st_uid,
+             found.st_mode & 07777);
+    end(program, 2, "unsafe TV set: " + path + text);
+}
+
+[[noreturn]] void refuseKind(const char* program, const std::string& path,
+                             const struct stat& found) {
+    refuse(program, path, found, S_ISLNK(found.st_mode) ? "a link" : "not a directory");
+}
+
+/**
+ * Refuses a directory in which somebody else can put something or move it away; root may, and where
+ * everybody writes it must be as in /tmp, where each may move his own alone.
+ */
+void requireNobodyElseIn(const char* program, const std::string& directory,
+                         const struct stat& found, bool mayBePublic) {
+    const bool isPublic = mayBePublic && (found.st_mode & S_ISVTX) != 0;
+    if (found.st_uid != getuid() && !(mayBePublic && found.st_uid == 0)) {
+        refuse(program, directory, found, "another user's");
+    }
+    if ((found.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !isPublic) {
+        refuse(program, directory, found, "open to others for writing");
+    }
+}
+
+/** open() would go through the seam, and look into the set, in a program that has one. */
+int openPastSeam(const char* path, int flags) {
+    return openat(AT_FDCWD, path, flags, 0600);
+}
+
 }  // namespace
 
 std::string rootPath() {
@@ -26,12 +67,55 @@ std::string pathInSet(const std::string& relative) {
     return rootPath() + "/" + relative;
 }
 
-void requireSet(const char* programName) {
-    struct stat status;
-    if (stat(pathInSet("fs").c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return;
-    fprintf(stderr, "%s: no TV set at %s; make one with 'tvset create'\n", programName,
-            rootPath().c_str());
-    _exit(2);
+void fillStandardDescriptors(const char* program) {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(fd, F_GETFD) != -1) continue;
+        // The wrong way round: output that gets lost must not pass for written.
+        const int flags = fd == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (openPastSeam("/dev/null", flags) == -1) end(program, 2, "cannot open /dev/null");
+    }
+}
+
+void requireSafeRoot(const char* program) {
+    const std::string root = rootPath();
+    const bool isChosen = !environment("TVSET_ROOT").empty();
+    struct stat found;
+    const std::string above = root.substr(0, root.rfind('/'));
+    if (!isChosen && stat(above.c_str(), &found) == 0) {
+        requireNobodyElseIn(program, above, found, /* mayBePublic */ true);
+    }
+    if (fstatat(AT_FDCWD, root.c_str(), &found, isChosen ? 0 : AT_SYMLINK_NOFOLLOW) != 0) return;
+    if (!S_ISDIR(found.st_mode)) refuseKind(program, root, found);
+    requireNobodyElseIn(program, root, found, /* mayBePublic */ false);
+}
+
+void requireSet(const char* program) {
+    requireSafeRoot(program);
+    struct stat found;
+    if (stat(pathInSet("fs").c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) {
+        end(program, 2, "no TV set at " + rootPath() + "; make one with 'tvset create'");
+    }
+    // Its mode is changed and sockets are put there.
+    const std::string run = pathInSet("run");
+    if (lstat(run.c_str(), &found) == 0 && !S_ISDIR(found.st_mode)) refuseKind(program, run, found);
+}
+
+void lockSet(const char* program) {
+    const std::string path = pathInSet("lock");
+    const int fd = openPastSeam(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC);
+    // Of this kind of lock the system knows the holder, and no child inherits it. The descriptor
+    // stays open: closing it would give up the lock.
+    struct flock lock {};
+    do {
+        lock.l_type = F_WRLCK;
+        if (fd != -1 && fcntl(fd, F_SETLK, &lock) == 0) return;
+        const bool isHeld = fd != -1 && (errno == EACCES || errno == EAGAIN);
+        if (!isHeld || fcntl(fd, F_GETLK, &lock) != 0) {
+            end(program, 2, "cannot lock " + path + ": " + strerror(errno));
+        }
+    } while (lock.l_type == F_UNLCK);  // its holder has ended meanwhile
+    end(program, 1,
+        "the TV set at " + rootPath() + " has a service: process " + std::to_string(lock.l_pid));
 }
 
 }  // namespace tvset

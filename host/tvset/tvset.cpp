@@ -1,8 +1,12 @@
 /* tvset: makes a virtual TV set, and runs what such a set has in processes of its own. */
 
+#include <errno.h>
+#include <string.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <string>
 
 #include "host/tvset/create.h"
@@ -12,6 +16,7 @@
 namespace {
 
 int create(const tvset::SetOptions& options) {
+    tvset::requireSafeRoot("tvset");
     const std::string root = tvset::rootPath();
     try {
         tvset::createSet(root, options);
@@ -19,13 +24,21 @@ int create(const tvset::SetOptions& options) {
         fprintf(stderr, "tvset: %s\n", error.what());
         return 1;
     }
-    puts(root.c_str());
+    std::cout << root << '\n';
     return 0;
+}
+
+/** The exit status once all results are written. */
+int finish(int status) {
+    if (std::cout.flush() || status != 0) return status;
+    fprintf(stderr, "tvset: cannot write the result: %s\n", strerror(errno));
+    return 2;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    tvset::fillStandardDescriptors("tvset");
     CLI::App app("Makes and runs the virtual TV set that TVSET_ROOT names.", "tvset");
     app.require_subcommand(1);
     tvset::SetOptions options;
@@ -52,7 +65,7 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
+        return finish(app.exit(error) == 0 ? 0 : 2);
     }
     if (*primaryHal) {
         tvset::requireSet("tvset");
@@ -62,5 +75,5 @@ int main(int argc, char** argv) {
     options.segment = static_cast<uint8_t>(segment);
     options.centerMode = static_cast<uint8_t>(centerMode);
     options.isReady = !notReady;
-    return create(options);
+    return finish(create(options));
 }

@@ -11,7 +11,7 @@
 /** A program of the build, running in the environment of the test until this object ends. */
 class Program : public Process {
   public:
-    /** @param words name of the program in the build's folder, and its arguments. */
+    /** @param words name of the program in the build's folder, or its path; and its arguments. */
     explicit Program(const std::vector<std::string>& words) : Program(words, makeTempFolder()) {}
     ~Program() {
         end();
@@ -42,7 +42,7 @@ class Program : public Process {
         : Process([&] {
               redirect(folder + "/out", STDOUT_FILENO);
               redirect(folder + "/err", STDERR_FILENO);
-              words[0] = std::string(BINARY_DIR) + "/" + words[0];
+              words[0] = std::filesystem::path(BINARY_DIR) / words[0];
               std::vector<char*> arguments;
               for (std::string& word : words) arguments.push_back(word.data());
               arguments.push_back(nullptr);

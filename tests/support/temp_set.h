@@ -31,6 +31,7 @@ class TempSet {
     }
     TempSet(const TempSet&) = delete;
 
+    const std::string& root() const { return mRoot; }
     std::string path(const std::string& name) const { return mRoot + "/" + name; }
 
     /** Whether a service, "INTERFACE/INSTANCE", has a socket. */
