@@ -1,5 +1,7 @@
 /* audioctl: what it takes from a command line, what it calls and prints, how long it stays. */
 
+#include <sys/stat.h>
+
 #include <map>
 #include <set>
 
@@ -117,6 +119,15 @@ TEST(Table, HasEveryMethodAndEveryFieldOfTheInterfaces) {
     expectAllFields<V3_0::channelCurve>();
     expectAllFields<V3_0::calibrationParameters>();
     expectAllFields<V4_0::SampleLatency>();
+}
+
+TEST(CommandLine, TellsWhatCannotBeWrittenAndWhatIsWaitedFor) {
+    const TempSet set;
+    EXPECT_EQ(2, Program({"/bin/sh", "-c", BINARY_DIR "/audioctl --help >/dev/full"}).wait());
+    mkfifo(set.path("pipe").c_str(), 0600);
+    Program call(
+            {"audioctl", "call", "IHdmiAudio", "setAudioCapabilities", "@" + set.path("pipe")});
+    EXPECT_TRUE(call.hasLogged("audioctl: reading the pipe " + set.path("pipe") + " to its end\n"));
 }
 
 TEST(Calls, ReachTheObjectAndItsCallback) {
@@ -246,7 +257,8 @@ TEST_F(Upload, EndsEarlyWhateverItDoes) {
 
 TEST_F(Upload, DoesNotBeginInVain) {
     std::filesystem::resize_file(set.path("large"), 1ull << 31);
-    for (const char* file : {"missing", "run", "large"}) EXPECT_EQ(2, Program(words(file)).wait());
+    std::filesystem::create_symlink("/proc/self/status", set.path("proc"));
+    for (const char* file : {"", "no", "large", "proc"}) EXPECT_EQ(2, Program(words(file)).wait());
     service.signalAndWait(SIGKILL);
     EXPECT_EQ(3, Program(words("small")).wait());
 

@@ -10,7 +10,7 @@ The set is the one that TVSET_ROOT names.)";
 
 constexpr char kListHelp[] =
         R"(A line is PACKAGE@VERSION::INTERFACE/INSTANCE, the newest version of a service
-that a living process serves. There may be none.
+that a living process serves. If there is none, standard error says so.
 
   $ audioctl list
   com.zavo.dtv.hardware.audio@3.1::IHdmiAudio/default
@@ -58,7 +58,9 @@ standard error tells that it has begun. SIGINT (Ctrl-C) or SIGTERM ends it.
 Exit status: 0 stopped, 2 bad usage or no set, 3 no such service or the service
 has died.)";
 
-constexpr char kUploadHelp[] = R"(FILE holds the parameters as they are, 2147483647 bytes at most.
+constexpr char kUploadHelp[] =
+        R"(FILE holds the parameters as they are, 2147483647 bytes at most. It must be a
+regular file that tells its size, which those under /proc are not.
 
 The outcome is a line on standard output, the progress is on standard error:
   transferred 1048576 bytes
@@ -76,8 +78,8 @@ A second one ends audioctl at once, whatever the service does.
   $ audioctl upload hrtf hrtf.bin && echo in use
 
 Exit status: 0 transferred; 1 refused, another outcome, or stopped; 2 bad usage,
-no set, or FILE cannot be read or is too large; 3 no such service or connection
-lost.)";
+no set, or FILE cannot be read or is not such a file; 3 no such service or
+connection lost.)";
 
 constexpr char kCallHelp[] =
         R"(Without METHOD the methods of IFACE are listed, without IFACE the interfaces.
@@ -90,7 +92,8 @@ IFACE is a name for the newest version, or NAME@VERSION. Each ARG is JSON:
   interface    null, or callback: audioctl then prints the calls that arrive on an
                object of its own, and ends after the first. If the method answers a
                status other than 0, nothing is waited for.
-@FILE stands for the JSON that a file holds; for a vec<uint8_t> for its bytes.
+@FILE stands for the JSON that a file holds; for a vec<uint8_t> for its bytes. A
+pipe is read to its end.
 The result is printed as one line of JSON, null for a method without one.
 
   $ audioctl call IOutputSpeaker setTvPosition 1

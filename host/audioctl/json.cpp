@@ -2,9 +2,11 @@
 
 #include <errno.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <memory>
 
 namespace audioctl {
@@ -76,6 +78,10 @@ hidl_string Codec<hidl_string>::read(const Json& value) {
 }
 
 std::vector<uint8_t> readFile(const std::string& name) {
+    struct stat status {};
+    if (stat(name.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
+        fprintf(stderr, "audioctl: reading the pipe %s to its end\n", name.c_str());
+    }
     const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(name.c_str(), "rb"), fclose);
     std::vector<uint8_t> bytes(kMaxFileSize);
     if (file != nullptr) bytes.resize(fread(bytes.data(), 1, bytes.size(), file.get()));

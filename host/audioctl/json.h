@@ -51,7 +51,10 @@ auto readPart(const std::string& step, Read read) {
     }
 }
 
-/** The bytes of a file, which must be less than 1 MiB, as a call must be. Throws BadValue. */
+/**
+ * The bytes of a file, which must be less than 1 MiB, as a call must be. That it may wait, for a
+ * pipe, is told on standard error. Throws BadValue.
+ */
 std::vector<uint8_t> readFile(const std::string& name);
 
 /**

@@ -1,12 +1,15 @@
 /* audioctl: calls the audio services from the command line. */
 
+#include <errno.h>
 #include <hidl/HidlTransportSupport.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <map>
 #include <string>
 #include <vector>
@@ -54,7 +57,9 @@ std::vector<std::string> newestServices() {
 
 int list() {
     tvset::requireSet("audioctl");
-    for (const std::string& name : newestServices()) printLine(name);
+    const std::vector<std::string> names = newestServices();
+    for (const std::string& name : names) printLine(name);
+    if (names.empty()) fputs("audioctl: no service is registered\n", stderr);
     return kDone;
 }
 
@@ -167,6 +172,7 @@ int call(const CallOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tvset::fillStandardDescriptors("audioctl");
     CLI::App app("Calls the audio services of the virtual TV set.", "audioctl");
     app.require_subcommand(1);
     app.footer(kGeneralHelp);
@@ -218,7 +224,10 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
         return exitStatus;
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kDone : kBadUsage;
+        if (app.exit(error) != 0) return kBadUsage;
+        if (std::cout.flush()) return kDone;
+        fprintf(stderr, "audioctl: cannot write the help: %s\n", strerror(errno));
+        return kBadUsage;
     } catch (const UsageError& error) {
         fprintf(stderr, "audioctl: %s\n", error.what());
         return kBadUsage;

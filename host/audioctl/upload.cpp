@@ -145,6 +145,10 @@ ParameterFile::ParameterFile(const std::string& name) : mName(name), mFile(nullp
     constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
     if (status.st_size > kMost) refuse("larger than " + std::to_string(kMost) + " bytes");
     mSize = static_cast<int32_t>(status.st_size);
+    if (mSize == 0 && fgetc(mFile.get()) != EOF) {
+        refuse("it does not tell its size, as files under /proc; upload a copy");
+    }
+    if (ferror(mFile.get())) refuse(strerror(errno));
 }
 
 void ParameterFile::read(uint8_t* bytes, size_t count) {

@@ -12,7 +12,10 @@ namespace audioctl {
 /** A file that is to be uploaded, read from front to back. */
 class ParameterFile {
   public:
-    /** Throws UsageError if it cannot be read, or is larger than a buffer of the service can be. */
+    /**
+     * Throws UsageError if it cannot be read, is no regular file, does not tell its size, or is
+     * larger than a buffer of the service can be.
+     */
     explicit ParameterFile(const std::string& name);
 
     /** Bytes, at most 2^31 - 1; those that are written behind later are not uploaded. */
