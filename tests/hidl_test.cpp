@@ -568,7 +568,7 @@ TEST_F(HidlTest, AFailureThatNobodyExaminesEndsTheProcess) {
     EXPECT_EQ(5, service->setAudioCapabilities({}).withDefault(5));
 }
 
-TEST_F(HidlTest, ADeclaredServiceIsWaitedForAndItsArrivalIsTold) {
+TEST_F(HidlTest, ADeclaredServiceIsWaitedForByAProcessThatThenHasASecondThread) {
     const std::string descriptor = V3_1::IHdmiAudio::descriptor;
     mSet.write("declared", descriptor + "/late\n");
     EXPECT_EQ(nullptr, V3_1::IHdmiAudio::tryGetService("late"));
@@ -582,19 +582,23 @@ TEST_F(HidlTest, ADeclaredServiceIsWaitedForAndItsArrivalIsTold) {
         Process client([=] {
             __android_log_set_logger(logToJournal);
             if (isLimited) configureRpcThreadpool(1, true);
-            V3_1::IHdmiAudio::getService("late");
+            const auto service = V3_1::IHdmiAudio::getService("late");
+            const sp<DeathRecorder> recorder = new DeathRecorder;
+            gJournal.say(service->linkToDeath(recorder, 7) ? "linked" : "not linked");
             configureRpcThreadpool(1, true);
-            const std::filesystem::directory_iterator threads("/proc/self/task");
-            gJournal.say(std::to_string(std::distance(begin(threads), end(threads))));
+            joinRpcThreadpool();
         });
         EXPECT_EQ(descriptor + "/late is declared but not registered; waited 1 s for it",
                   gJournal.next());
         gOrders.say("register");
-        EXPECT_EQ(isLimited ? "1" : "2", gJournal.next()) << "threads";
+        EXPECT_EQ("linked", gJournal.next());
+        server.end();
+        EXPECT_EQ(isLimited ? "death of 7 on the RPC thread" : "death of 7 elsewhere",
+                  gJournal.next());
     }
 }
 
-TEST_F(HidlTest, RegistrationsAreToldAndTextsAreThoseOfThePlatform) {
+TEST_F(HidlTest, RegistrationsAreTold) {
     struct Notification : IServiceNotification {
         Return<void> onRegistration(const hidl_string& name, const hidl_string& instance,
                                     bool isPreexisting) override {
@@ -603,17 +607,25 @@ TEST_F(HidlTest, RegistrationsAreToldAndTextsAreThoseOfThePlatform) {
             return Void();
         }
     };
+    Process client([] {
+        gOrders.next();
+        EXPECT_TRUE(V1_0::IHdmiAudio::registerForNotifications("default", new Notification));
+        pause();
+    });
     const std::string name = std::string(V1_0::IHdmiAudio::descriptor) + "/default";
     start();
-    EXPECT_TRUE(V1_0::IHdmiAudio::registerForNotifications("default", new Notification));
+    gOrders.say("register");
     EXPECT_EQ(name + " is there", gJournal.next());
-    for (int restarts = 0; restarts < 2; restarts++) {
+    for (const char* removed : {"none", "run"}) {
         mServer.reset();
-        std::filesystem::remove_all(mSet.path(restarts == 0 ? "none" : "run"));
+        mSet.remove(removed);
         mServer = std::make_unique<Process>(fakes::serve);
         std::set<std::string> lines{gJournal.next(), gJournal.next()};
-        EXPECT_EQ((std::set<std::string>{"ready", name + " has come"}), lines);
+        EXPECT_EQ((std::set<std::string>{"ready", name + " has come"}), lines) << removed;
     }
+}
+
+TEST(HidlSupport, TextsAreThoseOfThePlatform) {
     EXPECT_EQ("[2]{\"a\", \"\"}", toString(Words{"a", ""}));
     EXPECT_EQ("TYPE_0 (0)", V2_0::toString<V2_0::SurroundType>(0));
 }

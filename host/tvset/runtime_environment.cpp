@@ -1,5 +1,6 @@
 #include "host/hidl/environment.h"
 
+#include <filesystem>
 #include <fstream>
 
 #include "host/tvset/set.h"
@@ -12,7 +13,10 @@ std::string runDirectory() {
 }
 
 bool isDeclared(const std::string& name) {
-    std::ifstream declared(tvset::pathInSet("declared"));
+    const std::string path = tvset::pathInSet("declared");
+    std::error_code none;
+    if (!std::filesystem::is_regular_file(path, none)) return false;  // to open a FIFO may block
+    std::ifstream declared(path);
     for (std::string line; std::getline(declared, line);) {
         if (line == name) return true;
     }
