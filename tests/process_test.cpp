@@ -223,7 +223,7 @@ TEST(Process, StoppedWatchersHoldUpNobodyForLong) {
     EXPECT_EQ(0, notice.wait());
     EXPECT_GT(5s, std::chrono::steady_clock::now() - begin);
     EXPECT_LE(4u, find(service.err(), "process \\d+: (it did not answer) within").size());
-    EXPECT_EQ(7u, find(service.err(), "(it did not answer|not called)").size() +
+    EXPECT_EQ(7u, find(service.err(), "(it did not answer|did not call)").size() +
                           find(watchers.back()->out(), "(ARC_DD_PLUS)\n").size());
 }
 

@@ -80,7 +80,7 @@ void Channel::shutdown() const {
 }
 
 void Channel::reject(const char* why) const {
-    mPeer->log(why);
+    mPeer->logClosed(why);
     shutdown();
 }
 

@@ -47,12 +47,16 @@ size_t Peer::connections() const {
     return mChannels.size();
 }
 
-void Peer::log(const char* why) const {
+void Peer::logClosed(const char* why) const {
     ALOGW("closed a connection of process %d: %s", mPid, why);
 }
 
+void Peer::logNotCalled() const {
+    ALOGW("did not call process %d: no time is left for it", mPid);
+}
+
 void Peer::giveUp(const char* why) {
-    log(why);
+    logClosed(why);
     mIsGivenUp = true;
     const std::lock_guard<std::mutex> lock(mLock);
     for (const Channel* channel : mChannels) channel->shutdown();

@@ -24,8 +24,10 @@ class Peer {
     pid_t pid() const { return mPid; }
     size_t connections() const;
 
-    /** Logs why a connection is ended or a call not made: the one line that a peer gets. */
-    void log(const char* why) const;
+    /** Logs why a connection is ended: the one line that a peer gets. */
+    void logClosed(const char* why) const;
+    /** Logs that the peer misses a call. */
+    void logNotCalled() const;
     /** Counts a peer that did not answer in time as dead: ends all connections with it. */
     void giveUp(const char* why);
     bool isGivenUp() const { return mIsGivenUp; }

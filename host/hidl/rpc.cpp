@@ -54,13 +54,13 @@ class TransactionSpace {
 std::atomic<size_t> TransactionSpace::sTaken{0};
 
 /** The time that this thread has left for waiting while it serves calls. */
-struct Patience {
+struct WaitBudget {
     uint64_t call = 0;  // number of the call being served, not counting nested ones
     Duration left = limits::kServeTimeout;
     Deadline since = coarseNow();
     Deadline outerDeadline = kNoDeadline;
 };
-thread_local Patience tPatience;
+thread_local WaitBudget tBudget;
 
 /** The wait for a peer to take or answer a message, out of what it and this thread have left. */
 class Wait {
@@ -72,23 +72,23 @@ class Wait {
         Duration limit = limits::kAnswerTimeout;
         if (mIsServing) {
             if (mOuter == kNoDeadline) {
-                const Duration back = (mBegin - tPatience.since) / limits::kServeFraction;
-                tPatience.left = std::min(limits::kServeTimeout, tPatience.left + back);
+                const Duration back = (mBegin - tBudget.since) / limits::kServeFraction;
+                tBudget.left = std::min(limits::kServeTimeout, tBudget.left + back);
             }
-            limit = std::min(limits::kPeerTimeout - channel.peer().waited(tPatience.call),
-                             tPatience.left / 2);
+            limit = std::min(limits::kPeerTimeout - channel.peer().waited(tBudget.call),
+                             tBudget.left / 2);
         }
-        mDeadline = tPatience.outerDeadline = std::min(mOuter, mBegin + limit);
+        mDeadline = tBudget.outerDeadline = std::min(mOuter, mBegin + limit);
     }
     ~Wait() {
         if (!mIsBounded) return;
-        tPatience.outerDeadline = mOuter;
+        tBudget.outerDeadline = mOuter;
         if (!mIsServing) return;
         const Deadline end = coarseNow();
-        mChannel.peer().addWait(tPatience.call, end - mBegin);
+        mChannel.peer().addWait(tBudget.call, end - mBegin);
         if (mOuter != kNoDeadline) return;  // the outer wait counts it
-        tPatience.left -= end - mBegin;
-        tPatience.since = end;
+        tBudget.left -= end - mBegin;
+        tBudget.since = end;
     }
     Wait(const Wait&) = delete;
     Wait& operator=(const Wait&) = delete;
@@ -105,7 +105,7 @@ class Wait {
     Channel& mChannel;
     const bool mIsBounded;
     const bool mIsServing;
-    const Deadline mOuter = tPatience.outerDeadline;
+    const Deadline mOuter = tBudget.outerDeadline;
     Deadline mBegin;
     Deadline mDeadline = kNoDeadline;
 };
@@ -137,7 +137,7 @@ status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& d
                   Parcel* reply) {
     const Wait wait(channel);
     if (wait.isTooShort()) {
-        channel.peer().log("not called: no time is left for it");
+        channel.peer().logNotCalled();
         return WOULD_BLOCK;
     }
     status_t status = channel.send(header, data, wait.deadline());
@@ -162,7 +162,7 @@ status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& d
 bool serve(Channel& channel, Message& call, const sp<BHwBinder>& object) {
     const MessageHeader header = call.header();
     ServedCall served(channel, header.isOneWay());
-    if (served.outer == nullptr) tPatience.call++;
+    if (served.outer == nullptr) tBudget.call++;
     const TransactionSpace space(header);
     Parcel data;
     call.moveTo(&data, channel);

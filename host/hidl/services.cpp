@@ -238,8 +238,9 @@ void Service::onEvents(uint32_t) {
     }
     const pid_t peer = trustedPeer(client);
     const auto record = Peer::of(peer);
-    if (peer < 0) return record->log("it belongs to another user");
-    if (record->connections() >= limits::kMaxConnections) return record->log("it has too many");
+    if (peer < 0) return record->logClosed("it belongs to another user");
+    if (record->connections() >= limits::kMaxConnections)
+        return record->logClosed("it has too many");
     startServing(mObject, std::move(client), peer, /* isTrusted */ false);
 }
 

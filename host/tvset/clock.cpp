@@ -77,11 +77,12 @@ int setVirtualTimer(int timer, nanoseconds delay, itimerspec* old) {
 }
 
 /** What is to happen in real time, one after the other, on a thread of its own. */
-class Agenda {
+class TimerQueue {
   public:
     void add(nanoseconds delay, std::function<void()> action) {
         const std::lock_guard lock(mMutex);
-        if (!std::exchange(mIsServed, true)) std::thread([this] { serve(); }).detach();
+        if (!mIsServed) std::thread([this] { serve(); }).detach();
+        mIsServed = true;
         mDue.emplace(Clock::now() + shortened(delay), std::move(action));
         mChanged.notify_one();
     }
@@ -118,15 +119,15 @@ struct Start {
     uint64_t clock;
 };
 
-struct Participation {
-    explicit Participation(uint64_t number) : clock(number) { virtualTime().enter(clock); }
-    ~Participation() { virtualTime().leave(clock); }
+struct ClockScope {
+    explicit ClockScope(uint64_t number) : clock(number) { virtualTime().enter(clock); }
+    ~ClockScope() { virtualTime().leave(clock); }
     const uint64_t clock;
 };
 
 void* runParticipant(void* argument) {
     const std::unique_ptr<Start> start(static_cast<Start*>(argument));
-    const Participation participation(start->clock);
+    const ClockScope scope(start->clock);
     return start->function(start->argument);
 }
 
@@ -152,9 +153,9 @@ int sleepFor(nanoseconds duration, timespec* remaining) {
 }
 
 void after(nanoseconds delay, std::function<void()> action) {
-    static auto& agenda = *new Agenda;  // outlives everything
+    static auto& queue = *new TimerQueue;  // outlives everything
     if (virtualTime().schedule(delay, {action, /* isOfTheSet */ true})) return;
-    agenda.add(delay, std::move(action));
+    queue.add(delay, std::move(action));
 }
 
 int waitForEvents(int epoll, epoll_event* events, int maxEvents, int timeoutMs) {

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <optional>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "host/tvset/clock.h"
@@ -142,8 +143,14 @@ int transfer(Kind& kind, const bectrl_transfer* transfer) {
     if (!copyParameters(kind, *transfer)) return -1;
     const auto steps = readLines(pathOfDriver(), "STATE RESULT DELAY_MS", parseStep);
     const std::lock_guard lock(driver().mutex);
-    startReaction(kind, {steps.begin(), steps.end()});
-    return 0;
+    try {
+        startReaction(kind, {steps.begin(), steps.end()});
+        return 0;
+    } catch (const std::system_error&) {  // no thread for the delays
+        kind.isUnderWay = false;
+        errno = EAGAIN;
+        return -1;
+    }
 }
 
 /** Without a transfer there is nothing to tell: it would be taken for the outcome of the next. */
