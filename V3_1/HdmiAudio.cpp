@@ -7,6 +7,7 @@
 #include <hidl/HidlTransportSupport.h>
 #include <log/log.h>
 
+#include "platform/config_store.h"
 #include "platform/dtv_svc.h"
 
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
@@ -18,7 +19,14 @@ using platform::ConfigKey;
 namespace {
 
 constexpr platform::DtvSvcWait kWait{
-        LOG_TAG, "hdmiaudio", 100, 200, ANDROID_LOG_DEBUG, "dtv_svc rpc server failed.", false};
+        .tag = LOG_TAG,
+        .waiter = "hdmiaudio",
+        .sleepMs = 100,
+        .limit = 200,
+        .timeoutPriority = ANDROID_LOG_DEBUG,
+        .timeoutLine = "dtv_svc rpc server failed.",
+        .logsReady = false,
+};
 
 /** One capability: its names, each at the place of the number that is stored for it. */
 struct Capability {

@@ -7,6 +7,7 @@
 #include <android-base/unique_fd.h>
 #include <log/log.h>
 
+#include "platform/config_store.h"
 #include "platform/dtv_svc.h"
 
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
@@ -22,7 +23,14 @@ namespace {
 constexpr platform::ConfigKey kBitstreamOutputMode{"g_audio__bitstream_output_mode", 7};
 
 constexpr platform::DtvSvcWait kWait{
-        nullptr, "hidlaudio", 10, 2000, ANDROID_LOG_DEBUG, "dtv_svc rpc server failed.", false};
+        .tag = nullptr,
+        .waiter = "hidlaudio",
+        .sleepMs = 10,
+        .limit = 2000,
+        .timeoutPriority = ANDROID_LOG_DEBUG,
+        .timeoutLine = "dtv_svc rpc server failed.",
+        .logsReady = false,
+};
 
 /** Holds the bitstream output mode as a little-endian int32_t, or nothing yet. */
 constexpr char kModeFile[] = "/data/vendor/zavo/hidlaudio/bitstream_output_mode.data";

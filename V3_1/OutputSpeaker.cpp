@@ -5,6 +5,7 @@
 #include <log/log.h>
 
 #include "platform/PrimaryHalAccessor.h"
+#include "platform/config_store.h"
 #include "platform/dtv_svc.h"
 
 namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
@@ -26,7 +27,14 @@ constexpr platform::ConfigKey kSurroundType{"g_audio__spk_sur_type", 0};
 constexpr platform::ConfigKey kSpeaker{"g_audio__aud_speaker", 0};
 
 constexpr platform::DtvSvcWait kWait{
-        LOG_TAG, "hidlaudio", 10, 2000, ANDROID_LOG_DEBUG, "dtv_svc rpc server failed.", false};
+        .tag = LOG_TAG,
+        .waiter = "hidlaudio",
+        .sleepMs = 10,
+        .limit = 2000,
+        .timeoutPriority = ANDROID_LOG_DEBUG,
+        .timeoutLine = "dtv_svc rpc server failed.",
+        .logsReady = false,
+};
 
 constexpr int32_t kTableTop = static_cast<int32_t>(TvPositionType::TABLE_TOP);
 constexpr int32_t kWallMount = static_cast<int32_t>(TvPositionType::WALL_MOUNT);

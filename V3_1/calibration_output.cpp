@@ -21,12 +21,12 @@ namespace com::zavo::dtv::hardware::audio::V3_1::implementation {
 namespace {
 
 constexpr platform::BackEndVariant kBackEnd{
-        LOG_TAG,
-        /* readyPrefix */ "",
-        /* notReady */ -1,
-        /* isBeModelByDefault */ kDefaultModel == 1,
-        /* eepromFailed */ "fail",
-        /* mtalFailed */ "AC MTAL_Init failed, ret = ",
+        .tag = LOG_TAG,
+        .readyPrefix = "",
+        .notReady = -1,
+        .isBeModelByDefault = kDefaultModel == 1,
+        .eepromFailed = "fail",
+        .mtalFailed = "AC MTAL_Init failed, ret = ",
 };
 
 constexpr size_t kDriverBandCount = 32;

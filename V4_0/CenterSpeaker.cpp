@@ -17,9 +17,14 @@ using ::android::hardware::Void;
 namespace {
 
 constexpr platform::DtvSvcWait kWait{
-        nullptr, "hidlaudio",       10,
-        2000,    ANDROID_LOG_ERROR, "[CenterSpeaker] dtv_svc rpc server failed [TimeOut].",
-        true};
+        .tag = nullptr,
+        .waiter = "hidlaudio",
+        .sleepMs = 10,
+        .limit = 2000,
+        .timeoutPriority = ANDROID_LOG_ERROR,
+        .timeoutLine = "[CenterSpeaker] dtv_svc rpc server failed [TimeOut].",
+        .logsReady = true,
+};
 
 constexpr uint32_t kMmCecOffset = 0x5D74;
 

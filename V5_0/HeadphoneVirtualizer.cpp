@@ -19,12 +19,12 @@ using ::android::hardware::Void;
 namespace {
 
 constexpr platform::BackEndVariant kBackEnd{
-        LOG_TAG,
-        /* readyPrefix */ "[checkDtvSvcBoot] ",
-        /* notReady */ NOT_SUPPORTED,
-        /* isBeModelByDefault */ false,
-        /* eepromFailed */ "failed",
-        /* mtalFailed */ "HV MTAL_Init failed, Return:",
+        .tag = LOG_TAG,
+        .readyPrefix = "[checkDtvSvcBoot] ",
+        .notReady = NOT_SUPPORTED,
+        .isBeModelByDefault = false,
+        .eepromFailed = "failed",
+        .mtalFailed = "HV MTAL_Init failed, Return:",
 };
 
 constexpr char kType[] = "Zavo";

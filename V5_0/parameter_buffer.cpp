@@ -8,7 +8,6 @@
 #include <log/log.h>
 
 #include "V5_0/parameter_transfer.h"
-#include "platform/bectrl.h"
 
 namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
 
@@ -43,17 +42,6 @@ uint8_t* allocate(int32_t size) {
 }
 
 }  // namespace
-
-aud_hv_parameter deviceParam{
-        .type = ParamType::DEVICE_PARAMETER,
-        .transferRequest = BECTRL_TRANSFER_DEVICE,
-        .cancelRequest = BECTRL_CANCEL_DEVICE,
-};
-aud_hv_parameter hrtfParam{
-        .type = ParamType::HRTF_PARAMETER,
-        .transferRequest = BECTRL_TRANSFER_HRTF,
-        .cancelRequest = BECTRL_CANCEL_HRTF,
-};
 
 aud_hv_parameter* getParamFromType(ParamType type) {
     for (aud_hv_parameter* record : {&deviceParam, &hrtfParam}) {
@@ -152,16 +140,6 @@ std::string describeBuffer(const aud_hv_parameter& record) {
             record.cancelRequested ? ", cancel requested" : "");
     // A worker that resets the record begins with the handle.
     return handle == kNoHandle || record.handle != handle ? "none" : text;
-}
-
-void initializeParameter(aud_hv_parameter& record) {
-    record.handle = kNoHandle;
-    record.registeredSize = 0;
-    record.appendAccumulation = 0;
-    record.data.reset();
-    record.callback.clear();
-    record.cancelRequested = false;
-    record.transferState = TransferState::IDLE;
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

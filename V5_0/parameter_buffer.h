@@ -1,60 +1,18 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <string>
 
-#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
+#include <hidl/HidlSupport.h>
 
+#include "V5_0/parameter_record.h"
 #include "V5_0/result_code.h"
 
-/*
- * The two buffers in which clients upload parameters, one for each kind. All functions are called
- * on the RPC thread, except for initializeParameter().
- */
+/* The buffers in which clients upload parameters. All functions are called on the RPC thread. */
 namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
 
-using ::android::sp;
 using ::android::hardware::hidl_vec;
 
-constexpr int32_t kNoHandle = -1;
-constexpr int32_t kMaxAppendSize = 262144;  // bytes; a message carries 1 MiB in all
-
-enum class TransferState : uint32_t {
-    IDLE = 0,
-    WAITING = 1,      /**< taken by a worker, which has not given the data to the controller yet */
-    TRANSFERRING = 2, /**< the worker waits for the controller's answer */
-};
-
-struct FreeMemory {
-    void operator()(uint8_t* memory) const { free(memory); }
-};
-
-/**
- * The buffer of a kind, and the transfer of it.
- *
- * While it is IDLE the record is the RPC thread's alone; from apply() on it is the worker's, which
- * gives it back by storing IDLE as the last thing of all. The RPC thread reads the atomic fields
- * at any time, and `data` and `callback` only after it has read IDLE.
- */
-struct aud_hv_parameter {
-    const ParamType type;
-    std::atomic<int32_t> handle{kNoHandle};     /**< 1 to 254 while there is a buffer */
-    std::atomic<int32_t> registeredSize{0};     /**< of the buffer, in bytes */
-    std::atomic<int32_t> appendAccumulation{0}; /**< bytes that have come so far */
-    std::atomic<TransferState> transferState{TransferState::IDLE};
-    std::unique_ptr<uint8_t, FreeMemory> data{};  /**< null without a buffer */
-    sp<IHeadphoneVirtualizerCallback> callback{}; /**< told the outcome; null without a transfer */
-    std::atomic<bool> cancelRequested{false};     /**< set by the RPC thread while WAITING */
-    const uint32_t transferRequest;               /**< BECTRL_TRANSFER_... */
-    const uint32_t cancelRequest;                 /**< BECTRL_CANCEL_... */
-    std::atomic<uint32_t> turn{0};                /**< rank of the transfer among all, by apply() */
-};
-
-extern aud_hv_parameter deviceParam;
-extern aud_hv_parameter hrtfParam;
+constexpr int32_t kMaxAppendSize = 262144;  // bytes; a set carries a little less than 1 MiB
 
 /** @return the record of a kind; null, with a line, if there is none. */
 aud_hv_parameter* getParamFromType(ParamType type);
@@ -95,8 +53,5 @@ int32_t checkDataSize(const aud_hv_parameter& record);
 
 /** @return handle, sizes and state in words, also while a worker has the record. */
 std::string describeBuffer(const aud_hv_parameter& record);
-
-/** Takes buffer, handle and transfer off a record. Called by who has it: the worker, if any. */
-void initializeParameter(aud_hv_parameter& record);
 
 }  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

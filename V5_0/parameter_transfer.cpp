@@ -18,6 +18,7 @@
 #include <android-base/unique_fd.h>
 #include <log/log.h>
 
+#include "V5_0/result_code.h"
 #include "platform/bectrl.h"
 #include "platform/file.h"
 #include "platform/power.h"
@@ -44,19 +45,23 @@ struct Note {
 struct Kind {
     const char* wakeLock;
     const char* completionFile;
-    const aud_hv_parameter& other;
     pthread_t transferThread{};
     std::mutex wakeLockHeld{};
     std::mutex noteLock{};
     Note lastTransfer{};  // guarded by noteLock: the worker writes it
 };
 Kind sKinds[] = {
-        {"HidlAudioDevice", BECTRL_DEVICE_COMPLETE, hrtfParam},
-        {"HidlAudioHrtf", BECTRL_HRTF_COMPLETE, deviceParam},
+        {"HidlAudioDevice", BECTRL_DEVICE_COMPLETE},
+        {"HidlAudioHrtf", BECTRL_HRTF_COMPLETE},
 };
 
 Kind& kindOf(const aud_hv_parameter& record) {
     return sKinds[static_cast<int32_t>(record.type)];
+}
+
+/** The record of the other kind. */
+const aud_hv_parameter& otherThan(const aud_hv_parameter& record) {
+    return &record == &deviceParam ? hrtfParam : deviceParam;
 }
 
 constexpr char kThread[] = "paramTransferThread";
@@ -203,7 +208,7 @@ int32_t transfer(const aud_hv_parameter& record) {
 }
 
 int32_t transferInTurn(aud_hv_parameter& record) {
-    switch (waitOtherParamTransferThreadFinish(kindOf(record).other, record)) {
+    switch (waitOtherParamTransferThreadFinish(otherThan(record), record)) {
         case -1:
             ALOGE("[%s] Waiting thread finish is Timeout!", kThread);
             return NO_OUTCOME;

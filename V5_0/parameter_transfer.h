@@ -1,6 +1,8 @@
 #pragma once
 
-#include "V5_0/parameter_buffer.h"
+#include <string>
+
+#include "V5_0/parameter_record.h"
 
 /*
  * The transfer of a full buffer to the back-end controller: by a worker thread, at most one for

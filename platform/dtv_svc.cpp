@@ -10,7 +10,6 @@ namespace com::zavo::dtv::hardware::audio::platform {
 namespace {
 
 constexpr char kReadyMarker[] = "/data/vendor/tmp/dtv_svc_is_ready";
-constexpr int32_t kThisSet = -1;
 
 }  // namespace
 
@@ -60,15 +59,6 @@ void describeDtvSvc(const DtvSvcStart& start, DebugText* text) {
     describeDtvSvc(text);
     text->add("middleware at start", "%s, connection status %d",
               start.isReady ? "ready" : "not ready", start.connectStatus);
-}
-
-int32_t readConfig(const ConfigKey& key, int32_t* value) {
-    *value = -1;
-    return a_mtktvapi_config_get_value(kThisSet, key.name, value);
-}
-
-int32_t writeConfig(const ConfigKey& key, int32_t value) {
-    return a_mtktvapi_config_set_value(kThisSet, key.name, value, key.mode);
 }
 
 }  // namespace com::zavo::dtv::hardware::audio::platform

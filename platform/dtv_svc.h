@@ -7,9 +7,8 @@
 #include "platform/debug_text.h"
 
 /*
- * How the services meet the TV middleware: they wait until it is up, connect to it, and keep their
- * settings in its configuration store. Called on the main thread while a service is built, and on
- * the RPC thread afterwards.
+ * How the services meet the TV middleware: they wait until it is up, and connect to it. Called on
+ * the main thread while a service is built, and on the RPC thread afterwards.
  */
 namespace com::zavo::dtv::hardware::audio::platform {
 
@@ -62,23 +61,5 @@ struct DtvSvcStart {
 /** Tells whether the middleware is ready now, by its marker, and how it was met at start. */
 void describeDtvSvc(DebugText* text);
 void describeDtvSvc(const DtvSvcStart& start, DebugText* text);
-
-/** A value of the TV configuration store. */
-struct ConfigKey {
-    const char* name;
-    /** Mode word that the store wants with a write of this key; 0 if it is only read. */
-    uint32_t mode;
-};
-
-/**
- * Reads a value from the store; nothing is ever kept here.
- *
- * @param value -1 unless the status is 0; not to be used then.
- * @return 0, or the store's error code.
- */
-int32_t readConfig(const ConfigKey& key, int32_t* value);
-
-/** Writes a value to the store, whatever it holds. @return 0, or the store's error code. */
-int32_t writeConfig(const ConfigKey& key, int32_t value);
 
 }  // namespace com::zavo::dtv::hardware::audio::platform

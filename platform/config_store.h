@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+/*
+ * The TV configuration store, where the services keep their settings. Called on the main thread
+ * while a service is built, and on the RPC thread afterwards.
+ */
+namespace com::zavo::dtv::hardware::audio::platform {
+
+/** A value of the TV configuration store. */
+struct ConfigKey {
+    const char* name;
+    /** Mode word that the store wants with a write of this key; 0 if it is only read. */
+    uint32_t mode;
+};
+
+/**
+ * Reads a value from the store; nothing is ever kept here.
+ *
+ * @param value -1 unless the status is 0; not to be used then.
+ * @return 0, or the store's error code.
+ */
+int32_t readConfig(const ConfigKey& key, int32_t* value);
+
+/** Writes a value to the store, whatever it holds. @return 0, or the store's error code. */
+int32_t writeConfig(const ConfigKey& key, int32_t value);
+
+}  // namespace com::zavo::dtv::hardware::audio::platform
