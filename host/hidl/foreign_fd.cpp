@@ -8,8 +8,6 @@
 #include <system_error>
 #include <thread>
 
-#include "host/hidl/services.h"
-
 namespace android::hardware {
 
 namespace {
@@ -22,11 +20,6 @@ bool canBlock(int fd) {
     return fstat(fd, &status) != 0 || !S_ISFIFO(status.st_mode);
 }
 
-void closeAndResume(int fd) {
-    close(fd);
-    resumeAccepting();
-}
-
 }  // namespace
 
 bool isUnixStream(int fd) {
@@ -37,12 +30,15 @@ bool isUnixStream(int fd) {
 }
 
 void ForeignCloser::Close(int fd) try {
-    if (!canBlock(fd)) return closeAndResume(fd);
+    if (!canBlock(fd)) {
+        close(fd);
+        return;
+    }
     const linger none{};
     setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof(none));
-    std::thread(closeAndResume, fd).detach();
+    std::thread([fd] { close(fd); }).detach();
 } catch (const std::system_error&) {  // no thread left: this one has to do it
-    closeAndResume(fd);
+    close(fd);
 }
 
 }  // namespace android::hardware

@@ -39,6 +39,8 @@ namespace {
 
 /** How long somebody who removes a whole set may take from the run directory to the set itself. */
 constexpr auto kRemovalTime = std::chrono::milliseconds(200);
+/** After which new clients are accepted again when there were no descriptors left. */
+constexpr auto kDescriptorWait = std::chrono::milliseconds(100);
 /** How often a service that is waited for is looked up. */
 constexpr int kLookUpsPerSecond = 50;
 
@@ -161,9 +163,6 @@ class Service : public EventSource {
         EventLoop::instance().add(mSocket, EPOLLIN, self, &mKey);
     }
     void stop() { EventLoop::instance().remove(mKey, mSocket); }
-    void pause(bool shouldPause) {
-        EventLoop::instance().modify(mKey, mSocket, shouldPause ? 0u : uint32_t{EPOLLIN});
-    }
     void onEvents(uint32_t events) override;
 
   private:
@@ -185,7 +184,6 @@ class Services : public EventSource {
 
     status_t add(const std::shared_ptr<Service>& service);
     status_t notify(const std::string& link, const std::function<void()>& onRegistered);
-    void pauseAccepting(bool shouldPause);
 
     void onEvents(uint32_t events) override;
 
@@ -194,15 +192,13 @@ class Services : public EventSource {
     status_t watchDirectory();
     void restore();
 
-    std::recursive_mutex mLock;  // a descriptor that is closed may let accepting go on
+    std::mutex mLock;
     std::vector<std::shared_ptr<Service>> mServices;                   // guarded by mLock
     std::multimap<std::string, std::function<void()>> mNotifications;  // guarded by mLock
     const unique_fd mInotify{inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
     int mWatch = -1;  // guarded by mLock
     EventLoop::Key mKey = 0;
 };
-
-std::atomic<bool> gIsAcceptingPaused{false};
 
 /** @return nothing if no live process serves it; null for a HAL that was given up. */
 std::optional<sp<IBinder>> lookUp(const std::string& link);
@@ -232,8 +228,12 @@ status_t Service::publish(const RunDirectory& directory) {
 void Service::onEvents(uint32_t) {
     ForeignFd client(accept4(mSocket, nullptr, nullptr, SOCK_CLOEXEC));
     if (client < 0) {
-        // A client that finds no descriptor left waits: the event would come again at once.
-        if (errno == EMFILE || errno == ENFILE) Services::instance().pauseAccepting(true);
+        if (errno != EMFILE && errno != ENFILE) return;
+        // A client that finds no descriptor left waits. The event would come again at once.
+        EventLoop::instance().modify(mKey, mSocket, 0);
+        EventLoop::instance().runAt(EventLoop::Clock::now() + kDescriptorWait, [this] {
+            EventLoop::instance().modify(mKey, mSocket, EPOLLIN);
+        });
         return;
     }
     const pid_t peer = trustedPeer(client);
@@ -260,7 +260,7 @@ status_t Services::watchDirectory() {
 }
 
 status_t Services::add(const std::shared_ptr<Service>& service) {
-    const std::lock_guard<std::recursive_mutex> lock(mLock);
+    const std::lock_guard<std::mutex> lock(mLock);
     if (status_t error = watchDirectory(); error != OK) return error;
     const RunDirectory directory;
     if (status_t error = directory.prepare(); error != OK) return error;
@@ -272,16 +272,10 @@ status_t Services::add(const std::shared_ptr<Service>& service) {
 }
 
 status_t Services::notify(const std::string& link, const std::function<void()>& onRegistered) {
-    const std::lock_guard<std::recursive_mutex> lock(mLock);
+    const std::lock_guard<std::mutex> lock(mLock);
     if (status_t error = watchDirectory(); error != OK) return error;
     mNotifications.emplace(link, onRegistered);
     return OK;
-}
-
-void Services::pauseAccepting(bool shouldPause) {
-    if (gIsAcceptingPaused.exchange(shouldPause) == shouldPause) return;
-    const std::lock_guard<std::recursive_mutex> lock(mLock);
-    for (const auto& service : mServices) service->pause(shouldPause);
 }
 
 void Services::onEvents(uint32_t) {
@@ -289,7 +283,7 @@ void Services::onEvents(uint32_t) {
     const ssize_t size = TEMP_FAILURE_RETRY(read(mInotify, buffer, sizeof(buffer)));
     const auto name = std::filesystem::path(environment::runDirectory()).filename();
     std::vector<std::function<void()>> registered;  // called without the lock
-    std::unique_lock<std::recursive_mutex> lock(mLock);
+    std::unique_lock<std::mutex> lock(mLock);
     for (ssize_t at = 0; at < size;) {
         const auto& event = *reinterpret_cast<const inotify_event*>(buffer + at);
         at += ssize_t(sizeof(event) + event.len);
@@ -309,7 +303,7 @@ void Services::onEvents(uint32_t) {
 
 /** The run directory has gone. */
 void Services::restore() {
-    std::unique_lock<std::recursive_mutex> lock(mLock);
+    std::unique_lock<std::mutex> lock(mLock);
     status_t error = watchDirectory();
     const RunDirectory directory;
     if (error == OK) error = directory.prepare();
@@ -399,10 +393,6 @@ status_t watchService(const std::string& name, const std::function<void(bool)>& 
     const status_t error = Services::instance().notify(encode(name), [notify] { notify(false); });
     if (error == OK && lookUp(encode(name))) notify(true);
     return error;
-}
-
-void resumeAccepting() {
-    if (gIsAcceptingPaused) Services::instance().pauseAccepting(false);
 }
 
 }  // namespace android::hardware

@@ -46,7 +46,4 @@ std::vector<std::string> listServices();
 status_t watchService(const std::string& name,
                       const std::function<void(bool isPreexisting)>& notify);
 
-/** Goes on accepting connections after the process had run out of descriptors. */
-void resumeAccepting();
-
 }  // namespace android::hardware
