@@ -2,6 +2,7 @@
 
 #include <hidl/Status.h>
 
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +13,7 @@ namespace audioctl {
 
 /**
  * The callback objects that audioctl serves, and the calls that have arrived on them. Must outlive
- * the objects. Used on one thread: the one that runs the event loop.
+ * the objects, which may be called on another thread.
  */
 class Callbacks {
   public:
@@ -26,18 +27,23 @@ class Callbacks {
      * The calls that have arrived since the last time, in order: the method's name and the
      * arguments as JSON, separated by blanks.
      */
-    std::vector<std::string> take() { return std::exchange(mCalls, {}); }
+    std::vector<std::string> take() {
+        const std::lock_guard<std::mutex> lock(mLock);
+        return std::exchange(mCalls, {});
+    }
 
     /** For the objects: notes a call. */
     template <typename... Arguments>
     android::hardware::Return<void> arrived(const char* method, const Arguments&... arguments) {
+        const std::lock_guard<std::mutex> lock(mLock);
         mCalls.push_back((method + ... + (" " + toLine(Codec<Arguments>::write(arguments)))));
         return {};
     }
 
   private:
     bool mAreServed = false;
-    std::vector<std::string> mCalls;
+    std::mutex mLock;
+    std::vector<std::string> mCalls;  // guarded by mLock
 };
 
 }  // namespace audioctl

@@ -19,13 +19,13 @@
 #include "host/audioctl/debug.h"
 #include "host/audioctl/errors.h"
 #include "host/audioctl/help.h"
+#include "host/audioctl/home.h"
 #include "host/audioctl/methods.h"
 #include "host/audioctl/status.h"
 #include "host/audioctl/text.h"
 #include "host/audioctl/upload.h"
 #include "host/audioctl/waiting.h"
 #include "host/audioctl/watch.h"
-#include "host/tvset/set.h"
 
 using namespace audioctl;
 using namespace com::zavo::dtv::hardware::audio;
@@ -56,7 +56,7 @@ std::vector<std::string> newestServices() {
 }
 
 int list() {
-    tvset::requireSet("audioctl");
+    home::requireTvSet();
     const std::vector<std::string> names = newestServices();
     for (const std::string& name : names) printLine(name);
     if (names.empty()) fputs("audioctl: no service is registered\n", stderr);
@@ -64,7 +64,7 @@ int list() {
 }
 
 int status() {
-    tvset::requireSet("audioctl");
+    home::requireTvSet();
     const char* const noColor = getenv("NO_COLOR");
     const bool isPlain = !isatty(STDOUT_FILENO) || (noColor != nullptr && *noColor != '\0');
     if (!printStatus(isPlain ? Look::PLAIN : Look::RICH)) {
@@ -80,8 +80,8 @@ int status() {
  */
 template <typename Command>
 void withService(const Interface& interface, Command command) {
-    tvset::requireSet("audioctl");
-    android::hardware::configureRpcThreadpool(1, true);
+    home::requireTvSet();
+    home::configureCallbacks();
     try {
         const sp<IBase> service = interface.getService();
         if (service == nullptr) throw ServiceError("no such service is registered");
@@ -172,7 +172,7 @@ int call(const CallOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    tvset::fillStandardDescriptors("audioctl");
+    home::prepare();
     CLI::App app("Calls the audio services of the virtual TV set.", "audioctl");
     app.require_subcommand(1);
     app.footer(kGeneralHelp);

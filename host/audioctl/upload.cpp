@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <optional>
 #include <vector>
@@ -65,10 +66,17 @@ void stopIfRequested() {
 
 struct Outcome : public V5_0::IHeadphoneVirtualizerCallback {
     Return<void> onTransferResult(int32_t code) override {
-        result = code;
+        mCode = code;
+        mHasCome = true;
         return {};
     }
-    std::optional<int32_t> result;
+    std::optional<int32_t> result() const {
+        return mHasCome ? std::optional<int32_t>(mCode) : std::nullopt;
+    }
+
+  private:
+    std::atomic<bool> mHasCome{false};
+    int32_t mCode = 0;  // written before mHasCome
 };
 
 /** A buffer of the service, which is discarded at the end unless its transfer was started. */
@@ -119,7 +127,7 @@ void appendAll(Buffer& buffer, ParameterFile& file, int32_t maxPiece, Progress& 
 int32_t waitFor(const Outcome& outcome, Virtualizer& service, Buffer& buffer, Progress& progress) {
     bool isCancelRequested = false;
     const auto isDone = [&] {
-        if (outcome.result) return true;
+        if (outcome.result()) return true;
         if (isStopRequested() && !isCancelRequested) {
             isCancelRequested = true;
             const int32_t status = buffer.cancel();
@@ -131,7 +139,7 @@ int32_t waitFor(const Outcome& outcome, Virtualizer& service, Buffer& buffer, Pr
         return false;
     };
     serveUntil(service, isDone, progress.pause());
-    return *outcome.result;
+    return *outcome.result();
 }
 
 }  // namespace

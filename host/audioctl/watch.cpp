@@ -2,6 +2,8 @@
 
 #include <android/hidl/manager/1.0/IServiceNotification.h>
 
+#include <atomic>
+#include <mutex>
 #include <utility>
 
 #include "host/audioctl/errors.h"
@@ -24,10 +26,18 @@ struct Changes : public V1_1::IHdmiAudioCallback {
     Return<void> onCapabilityChanged(const hidl_vec<hidl_string>& capabilities) override {
         std::string line;
         for (const auto& name : capabilities) line += (line.empty() ? "" : " ") + printable(name);
-        lines.push_back(line);
+        const std::lock_guard<std::mutex> lock(mLock);
+        mLines.push_back(line);
         return {};
     }
-    std::vector<std::string> lines;
+    std::vector<std::string> take() {
+        const std::lock_guard<std::mutex> lock(mLock);
+        return std::exchange(mLines, {});
+    }
+
+  private:
+    std::mutex mLock;
+    std::vector<std::string> mLines;  // guarded by mLock
 };
 
 /** Notes that the service is registered. */
@@ -36,7 +46,7 @@ struct Registration : public IServiceNotification {
         hasCome = true;
         return {};
     }
-    bool hasCome = false;
+    std::atomic<bool> hasCome{false};
 };
 
 /** Prints the changes until a stop is requested. Throws ServiceError if the service dies. */
@@ -46,7 +56,7 @@ void printChanges(V1_1::IHdmiAudio& service) {
     catchStopSignals();
     fprintf(stderr, "audioctl: watching\n");
     serveUntil(service, [&] {
-        for (const auto& line : std::exchange(changes->lines, {})) printLine(line);
+        for (const auto& line : changes->take()) printLine(line);
         return isStopRequested();
     });
 }
@@ -64,8 +74,7 @@ void watch(sp<V1_1::IHdmiAudio> service) {
         } catch (const ServiceError&) {
             fprintf(stderr, "audioctl: the service has gone; waiting for it\n");
         }
-        serveUntil(
-                [&] { return isStopRequested() || std::exchange(registration->hasCome, false); });
+        serveUntil([&] { return isStopRequested() || registration->hasCome.exchange(false); });
         service = V1_1::IHdmiAudio::tryGetService();
     }
 }

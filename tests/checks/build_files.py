@@ -10,6 +10,9 @@ import unittest
 import blueprint
 import sources
 
+# The programs of the set, and the targets of the CMake build that make them for it.
+PROGRAMS = {'hidlaudio': 'hidlaudio', 'audioctl': 'audioctl_set'}
+
 # What links a program of ours on a workstation, and what does on a set.
 COUNTERPARTS = {
     'hidl': {'libhidlbase', 'libhidltransport', 'libhwbinder'},
@@ -77,8 +80,8 @@ class BuildFiles(unittest.TestCase):
 
     def test_every_folder_has_the_same_sources(self):
         cmake = {}
-        for program in ('hidlaudio', 'audioctl'):
-            for folder, targets in self.of_the_set(program).items():
+        for target in PROGRAMS.values():
+            for folder, targets in self.of_the_set(target).items():
                 cmake[folder] = set().union(*map(files, targets))
         self.assertEqual(cmake, {each.folder: set(each.get('srcs')) for each in self.compiled})
 
@@ -93,12 +96,12 @@ class BuildFiles(unittest.TestCase):
                 self.assertEqual(needed & set(folders), linked)
 
     def test_the_programs_have_the_same_platform_libraries(self):
-        for program in ('hidlaudio', 'audioctl'):
+        for program, name in PROGRAMS.items():
             with self.subTest(program):
-                target = self.targets[program]
+                target = self.targets[name]
                 expected = set()
-                for name in needs(target):
-                    expected |= COUNTERPARTS.get(name, set()) | packages(self.targets[name])
+                for need in needs(target):
+                    expected |= COUNTERPARTS.get(need, set()) | packages(self.targets[need])
                 built = {artifact['path'] for each in self.targets.values()
                          for artifact in each.get('artifacts', [])}
                 for fragment in target['link']['commandFragments']:
@@ -111,7 +114,7 @@ class BuildFiles(unittest.TestCase):
                 self.assertEqual(expected, set(module['shared_libs']))
 
     def test_the_programs_take_what_the_maker_fills_in(self):
-        for program in ('hidlaudio', 'audioctl'):
+        for program in PROGRAMS:
             with self.subTest(program):
                 defaults, = [each for each in self.by_name[program].get('defaults')
                              if self.by_name[each].folder == 'maker']
@@ -129,7 +132,7 @@ class BuildFiles(unittest.TestCase):
                     expected.add('-fno-exceptions')
                 if not told.get('rtti'):
                     expected.add('-fno-rtti')
-                for target in self.of_the_set(program)[module.folder]:
+                for target in self.of_the_set(PROGRAMS[program])[module.folder]:
                     self.assertEqual(expected, {each for each in flags(target)
                                                 if re.match('-W|-std|-fno-(exceptions|rtti)',
                                                             each)})
