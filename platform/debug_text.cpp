@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <stdarg.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -72,17 +71,14 @@ void DebugText::add(const std::string& label, const char* format, ...) {
 
 void DebugText::writeTo(const hidl_handle& handle) const {
     const native_handle_t* const native = handle.getNativeHandle();
-    struct stat status {};
-    if (native == nullptr || native->numFds < 1 || fstat(native->data[0], &status) != 0) return;
+    if (native == nullptr || native->numFds < 1) return;
     const int fd = native->data[0];
     const size_t size = std::min<size_t>(mText.size(), PIPE_BUF);
-    if (S_ISFIFO(status.st_mode)) {
+    // Only to a pipe and to a socket it is possible to write without ever waiting.
+    if (fcntl(fd, F_GETPIPE_SZ) >= 0) {
         writeToPipe(fd, mText.data(), size);
-    } else if (S_ISSOCK(status.st_mode)) {
+    } else {
         send(fd, mText.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL);
-    } else if (S_ISREG(status.st_mode)) {
-        // That this has failed shows in the file.
-        if (write(fd, mText.data(), size) < 0) return;
     }
 }
 

@@ -173,6 +173,7 @@ TEST_F(HidlTest, AnObjectKeepsItsIdentityComesBackToItsOwnerAndCannotGoToAThirdP
         EXPECT_EQ(object, V3_1::IHdmiAudio::getService(name)) << name;
     }
     ASSERT_EQ(OK, mine->registerAsService("mine"));
+    EXPECT_EQ(INVALID_OPERATION, mine->registerAsService("mine too"));
     EXPECT_EQ(BAD_VALUE, mine->registerAsService(""));
     EXPECT_EQ(BAD_VALUE, mine->registerAsService(std::string(250, 'x')));
     EXPECT_EQ(-1, order(hdmiAudio(), {"hand over", "third"}));

@@ -49,14 +49,14 @@ lost.)";
 constexpr char kWatchHelp[] =
         R"(Each successful setAudioCapabilities of any client gives a line on standard
 output: the names that were stored, separated by blanks. "audioctl: watching" on
-standard error tells that it has begun. SIGINT (Ctrl-C) or SIGTERM ends it.
+standard error tells that it has begun. If the service ends it waits for the next
+one, and says so. SIGINT (Ctrl-C) or SIGTERM ends it.
 
   $ audioctl watch
   audioctl: watching
   ARC_DD_PLUS ARC_MP4AAC_5_1
 
-Exit status: 0 stopped, 2 bad usage or no set, 3 no such service or the service
-has died.)";
+Exit status: 0 stopped, 2 bad usage or no set, 3 no such service.)";
 
 constexpr char kUploadHelp[] =
         R"(FILE holds the parameters as they are, 2147483647 bytes at most. It must be a

@@ -1,9 +1,11 @@
 /* On a workstation the main thread serves callbacks: each is answered before audioctl ends. */
 
+#include <android/log.h>
 #include <hidl/HidlTransportSupport.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
+#include <cstdio>
 #include <memory>
 
 #include "host/audioctl/home.h"
@@ -28,6 +30,9 @@ std::shared_ptr<WakeUp> gWakeUp;
 
 void prepare() {
     tvset::fillStandardDescriptors("audioctl");
+    __android_log_set_logger([](const __android_logger_data*, const char* text) {
+        fprintf(stderr, "audioctl: %s\n", text);
+    });
     gWakeUp = std::make_shared<WakeUp>();
     EventLoop::instance().add(gWakeUp->fd, EPOLLIN | EPOLLET, gWakeUp, &gWakeUp->key);
 }

@@ -26,13 +26,13 @@ Deadline coarseNow() {
     return Deadline(std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec));
 }
 
-Channel::Channel(ForeignFd socket, pid_t peer, bool isTrusted)
-    : mSocket(std::move(socket)), mPeer(Peer::of(peer)), mIsTrusted(isTrusted) {
+Channel::Channel(ForeignFd socket, pid_t peer, PeerKind kind)
+    : mSocket(std::move(socket)), mPeer(Peer::of(peer)), mKind(kind) {
     mPeer->add(this);
     // As much as the system grants: a message that fits is sent without waking the peer halfway.
     const int bufferSize = limits::kMaxMessageSize;
     setsockopt(mSocket, SOL_SOCKET, SO_SNDBUF, &bufferSize, sizeof(bufferSize));
-    if (mIsTrusted) return;
+    if (mKind == PeerKind::SERVICE) return;
     setsockopt(mSocket, SOL_SOCKET, SO_SNDTIMEO, &kSocketTimeout, sizeof(kSocketTimeout));
     setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &kSocketTimeout, sizeof(kSocketTimeout));
 }

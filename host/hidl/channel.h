@@ -21,20 +21,23 @@ Deadline coarseNow();
 
 class Outgoing;
 
+/** What the other end of a connection is, which decides how long it is waited for. */
+enum class PeerKind {
+    SERVICE, /**< without limit: ours wait for the middleware inside a call */
+    HAL,     /**< of the platform: answers soon, or not at all */
+    CLIENT,  /**< must not hold up others */
+};
+
 /** One end of a connection between two processes. */
 class Channel {
   public:
-    /**
-     * @param socket connected Unix stream socket.
-     * @param isTrusted whether the peer may take as long as it likes: a service that is called,
-     *     since ours wait for the middleware inside a call.
-     */
-    Channel(ForeignFd socket, pid_t peer, bool isTrusted);
+    /** @param socket connected Unix stream socket. */
+    Channel(ForeignFd socket, pid_t peer, PeerKind kind);
     ~Channel();
 
     int socket() const { return mSocket.get(); }
     Peer& peer() const { return *mPeer; }
-    bool isTrusted() const { return mIsTrusted; }
+    PeerKind kind() const { return mKind; }
 
     /**
      * Sends a whole message.
@@ -57,7 +60,7 @@ class Channel {
   private:
     const ForeignFd mSocket;
     const std::shared_ptr<Peer> mPeer;
-    const bool mIsTrusted;
+    const PeerKind mKind;
     mutable std::atomic<bool> mIsShutDown{false};
 };
 

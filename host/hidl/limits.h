@@ -27,10 +27,12 @@ constexpr int kMaxNesting = 32;
 /** Memory, in bytes, for messages that are not yet complete. */
 constexpr size_t kMaxPeerMemory = 4 << 20, kMaxMemory = 256 << 20;
 
-/** Time for a platform HAL, and for a client that a worker thread calls, to take and answer it. */
+/** Time to take and answer a call of a thread that serves nobody: at start, and of a worker. */
 constexpr Duration kAnswerTimeout = 5s;
+/** The same for a platform HAL while calls are served; it is given up then, so that it is once. */
+constexpr Duration kHalTimeout = 3s;
 /**
- * Time that a thread that serves calls waits for others in all, nested calls included, so that
+ * Time that a thread that serves calls waits for clients in all, nested calls included, so that
  * nobody's call is held up for longer. One kServeFraction of the time in which it does not wait
  * comes back.
  */

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <new>
 #include <utility>
 
 #include <hwbinder/Parcel.h>
@@ -14,7 +15,7 @@ namespace android::hardware {
 using limits::kMaxMessageFds;
 using limits::kMaxMessageSize;
 
-Message::Progress Message::receive(int socket, int flags) {
+Message::Progress Message::receive(int socket, int flags) try {
     // What came behind the message before may be a whole one.
     if (!isEmpty()) {
         if (const Progress progress = advance(); progress != Progress::kPartial) return progress;
@@ -43,6 +44,8 @@ Message::Progress Message::receive(int socket, int flags) {
     if (count == 0) return isEmpty() ? Progress::kClosed : reject("half a message");
     if (header.msg_flags & MSG_CTRUNC) return reject("descriptors lost");
     return advance();
+} catch (const std::bad_alloc&) {
+    return reject("no memory left for it");
 }
 
 Message::Progress Message::advance() {

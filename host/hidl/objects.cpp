@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <map>
-#include <new>
 
 #include "host/hidl/rpc.h"
 
@@ -48,12 +47,12 @@ class ObjectTable {
 auto& gExported = *new ObjectTable<BHwBinder>;
 auto& gImported = *new ObjectTable<BpHwBinder>;
 
-sp<BpHwBinder> import(const Identity& identity, ForeignFd socket, pid_t peer, bool isTrusted) {
+sp<BpHwBinder> import(const Identity& identity, ForeignFd socket, pid_t peer, PeerKind kind) {
     static auto* lock = new std::mutex;  // two threads must not import one object twice
     const std::lock_guard<std::mutex> guard(*lock);
     sp<BpHwBinder> known = gImported.find(identity);
     if (known != nullptr && known->peer() == peer && !known->isDead()) return known;
-    sp<BpHwBinder> made = new BpHwBinder(identity, std::move(socket), peer, isTrusted);
+    sp<BpHwBinder> made = new BpHwBinder(identity, std::move(socket), peer, kind);
     gImported.set(identity, made);
     return made;
 }
@@ -61,8 +60,8 @@ sp<BpHwBinder> import(const Identity& identity, ForeignFd socket, pid_t peer, bo
 /** A connection on which one peer calls one object of this process. */
 class ServedConnection : public EventSource, public std::enable_shared_from_this<ServedConnection> {
   public:
-    ServedConnection(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, bool isTrusted)
-        : mObject(object), mChannel(std::move(socket), peer, isTrusted) {}
+    ServedConnection(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, PeerKind kind)
+        : mObject(object), mChannel(std::move(socket), peer, kind) {}
 
     void start() {
         EventLoop::instance().add(mChannel.socket(), EPOLLIN, shared_from_this(), &mKey);
@@ -80,12 +79,7 @@ class ServedConnection : public EventSource, public std::enable_shared_from_this
 };
 
 void ServedConnection::onEvents(uint32_t) {
-    try {
-        if (readCall()) return;
-    } catch (const std::bad_alloc&) {
-        mChannel.reject("no memory left for it");
-    }
-    EventLoop::instance().remove(mKey, mChannel.socket());
+    if (!readCall()) EventLoop::instance().remove(mKey, mChannel.socket());
 }
 
 /** @return whether the connection goes on. */
@@ -137,8 +131,8 @@ class BpHwBinder::Watch : public EventSource {
     const wp<BpHwBinder> mBinder;
 };
 
-BpHwBinder::BpHwBinder(const Identity& identity, ForeignFd socket, pid_t peer, bool isTrusted)
-    : mIdentity(identity), mChannel(std::move(socket), peer, isTrusted) {}
+BpHwBinder::BpHwBinder(const Identity& identity, ForeignFd socket, pid_t peer, PeerKind kind)
+    : mIdentity(identity), mChannel(std::move(socket), peer, kind) {}
 
 BpHwBinder::~BpHwBinder() {
     if (mWatchKey != 0) EventLoop::instance().remove(mWatchKey, mChannel.socket());
@@ -156,10 +150,7 @@ status_t BpHwBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, 
     if (header.isOneWay()) {
         header.target = mIdentity;  // a peer that waits for a reply on the connection must know
         const std::lock_guard<std::recursive_mutex> lock(mCallLock);
-        const status_t status = mChannel.send(header, data, coarseNow() + limits::kAnswerTimeout);
-        if (status == TIMED_OUT) mChannel.peer().giveUp("it does not read its calls");
-        if (status == DEAD_OBJECT) mChannel.shutdown();
-        return status;
+        return sendOneWay(mChannel, header, data);
     }
     if (Channel* nested = servedChannel(mChannel.peer()); nested != nullptr) {
         header.target = mIdentity;
@@ -213,8 +204,8 @@ BHwBinder::~BHwBinder() {
     gExported.erase(mIdentity, this);
 }
 
-void startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, bool isTrusted) {
-    std::make_shared<ServedConnection>(object, std::move(socket), peer, isTrusted)->start();
+void startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, PeerKind kind) {
+    std::make_shared<ServedConnection>(object, std::move(socket), peer, kind)->start();
 }
 
 status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReference* reference,
@@ -229,7 +220,7 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
     end->reset(ends[0]);
     const sp<BHwBinder> local = object->localBinder();
     exportObject(local);
-    startServing(local, ForeignFd(ends[1]), channel.peer().pid(), /* isTrusted */ true);
+    startServing(local, ForeignFd(ends[1]), channel.peer().pid(), PeerKind::SERVICE);
     *reference = {ObjectReference::kSentAlong, 0, local->identity()};
     return OK;
 }
@@ -241,7 +232,7 @@ sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, pid_t pe
         Peer::of(peer)->connections() >= limits::kMaxConnections) {
         return nullptr;
     }
-    return import(reference.identity, std::move(socket), peer, /* isTrusted */ false);
+    return import(reference.identity, std::move(socket), peer, PeerKind::CLIENT);
 }
 
 void exportObject(const sp<BHwBinder>& object) {
@@ -252,9 +243,9 @@ sp<BHwBinder> findExported(const Identity& identity) {
     return gExported.find(identity);
 }
 
-sp<BpHwBinder> importService(const Identity& identity, ForeignFd socket, bool isTrusted) {
+sp<BpHwBinder> importService(const Identity& identity, ForeignFd socket, PeerKind kind) {
     const pid_t peer = trustedPeer(socket);
-    return peer < 0 ? nullptr : import(identity, std::move(socket), peer, isTrusted);
+    return peer < 0 ? nullptr : import(identity, std::move(socket), peer, kind);
 }
 
 sp<BpHwBinder> findImported(const Identity& identity) {

@@ -10,7 +10,7 @@ namespace android::hardware {
 /** An object of another process: the connection that stands for it. */
 class BpHwBinder : public IBinder {
   public:
-    BpHwBinder(const Identity& identity, ForeignFd socket, pid_t peer, bool isTrusted);
+    BpHwBinder(const Identity& identity, ForeignFd socket, pid_t peer, PeerKind kind);
     ~BpHwBinder() override;
 
     status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
@@ -37,10 +37,8 @@ class BpHwBinder : public IBinder {
 
 /**
  * Serves an object of this process to one peer, on a connection that keeps the object alive.
- *
- * @param isTrusted whether the peer may take as long as it likes to answer nested calls.
  */
-void startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, bool isTrusted);
+void startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, PeerKind kind);
 
 /** How a reference to an object stands in a message. */
 struct ObjectReference {
@@ -81,7 +79,7 @@ sp<BHwBinder> findExported(const Identity& identity);
  *
  * @return null if the socket is not that of a peer of this user.
  */
-sp<BpHwBinder> importService(const Identity& identity, ForeignFd socket, bool isTrusted);
+sp<BpHwBinder> importService(const Identity& identity, ForeignFd socket, PeerKind kind);
 
 /** @return a known object of another process, or null; it may be dead. */
 sp<BpHwBinder> findImported(const Identity& identity);

@@ -66,11 +66,14 @@ thread_local WaitBudget tBudget;
 class Wait {
   public:
     explicit Wait(Channel& channel)
-        : mChannel(channel), mIsBounded(!channel.isTrusted()), mIsServing(ServedCall::tInnermost) {
+        : mChannel(channel),
+          mIsBounded(channel.kind() != PeerKind::SERVICE),
+          mUsesBudget(channel.kind() == PeerKind::CLIENT && ServedCall::tInnermost != nullptr) {
         if (!mIsBounded) return;
         mBegin = coarseNow();
-        Duration limit = limits::kAnswerTimeout;
-        if (mIsServing) {
+        Duration limit =
+                ServedCall::tInnermost == nullptr ? limits::kAnswerTimeout : limits::kHalTimeout;
+        if (mUsesBudget) {
             if (mOuter == kNoDeadline) {
                 const Duration back = (mBegin - tBudget.since) / limits::kServeFraction;
                 tBudget.left = std::min(limits::kServeTimeout, tBudget.left + back);
@@ -83,7 +86,7 @@ class Wait {
     ~Wait() {
         if (!mIsBounded) return;
         tBudget.outerDeadline = mOuter;
-        if (!mIsServing) return;
+        if (!mUsesBudget) return;
         const Deadline end = coarseNow();
         mChannel.peer().addWait(tBudget.call, end - mBegin);
         if (mOuter != kNoDeadline) return;  // the outer wait counts it
@@ -104,7 +107,7 @@ class Wait {
   private:
     Channel& mChannel;
     const bool mIsBounded;
-    const bool mIsServing;
+    const bool mUsesBudget;
     const Deadline mOuter = tBudget.outerDeadline;
     Deadline mBegin;
     Deadline mDeadline = kNoDeadline;
@@ -131,6 +134,14 @@ Channel* servedChannel(const Peer& peer) {
         if (&call->channel.peer() == &peer) return call->isAnswered ? nullptr : &call->channel;
     }
     return nullptr;
+}
+
+status_t sendOneWay(Channel& channel, const MessageHeader& header, const Parcel& data) {
+    const Wait wait(channel);
+    const status_t status = channel.send(header, data, wait.deadline());
+    if (status == TIMED_OUT) wait.giveUp("it did not read its calls");
+    if (status == DEAD_OBJECT) channel.shutdown();
+    return status;
 }
 
 status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& data,

@@ -14,6 +14,9 @@ namespace android::hardware {
  */
 status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& data, Parcel* reply);
 
+/** Sends a one-way call. @return OK once it is on its way; or what Channel::send() answers. */
+status_t sendOneWay(Channel& channel, const MessageHeader& header, const Parcel& data);
+
 /**
  * Runs one received call and answers it, unless it is one-way.
  *

@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <thread>
 
@@ -154,6 +155,7 @@ class Service : public EventSource {
     Service(std::vector<std::string> links, const sp<BHwBinder>& object)
         : mLinks(std::move(links)), mObject(object) {}
 
+    bool serves(const Service& other) const { return mObject == other.mObject; }
     /** Whether a live process serves one of the names. */
     bool isTaken(const RunDirectory& directory) const;
     /** Puts socket and links into the directory. @return OK or a negative errno. */
@@ -241,7 +243,11 @@ void Service::onEvents(uint32_t) {
     if (peer < 0) return record->logClosed("it belongs to another user");
     if (record->connections() >= limits::kMaxConnections)
         return record->logClosed("it has too many");
-    startServing(mObject, std::move(client), peer, /* isTrusted */ false);
+    try {
+        startServing(mObject, std::move(client), peer, PeerKind::CLIENT);
+    } catch (const std::bad_alloc&) {
+        record->logClosed("no memory left for it");
+    }
 }
 
 void Services::startWatching(const std::shared_ptr<Services>& self) {
@@ -261,6 +267,9 @@ status_t Services::watchDirectory() {
 
 status_t Services::add(const std::shared_ptr<Service>& service) {
     const std::lock_guard<std::mutex> lock(mLock);
+    for (const auto& other : mServices) {
+        if (other->serves(*service)) return INVALID_OPERATION;
+    }
     if (status_t error = watchDirectory(); error != OK) return error;
     const RunDirectory directory;
     if (status_t error = directory.prepare(); error != OK) return error;
@@ -325,9 +334,8 @@ void Services::restore() {
     }
 }
 
-/** A HAL of the platform answers soon or not at all. Ours wait for the middleware in a call. */
-bool isTrustedService(const std::string& link) {
-    return link.rfind("android.hardware.", 0) != 0;
+PeerKind kindOf(const std::string& link) {
+    return link.rfind("android.hardware.", 0) == 0 ? PeerKind::HAL : PeerKind::SERVICE;
 }
 
 std::optional<sp<IBinder>> lookUp(const std::string& link) {
@@ -340,9 +348,9 @@ std::optional<sp<IBinder>> lookUp(const std::string& link) {
     }
     ForeignFd socket = directory.connectTo(identity);
     if (socket < 0) return {};
-    const bool isTrusted = isTrustedService(link);
-    if (!isTrusted && Peer::of(trustedPeer(socket))->isGivenUp()) return nullptr;
-    return importService(identity, std::move(socket), isTrusted);
+    const PeerKind kind = kindOf(link);
+    if (kind == PeerKind::HAL && Peer::of(trustedPeer(socket))->isGivenUp()) return nullptr;
+    return importService(identity, std::move(socket), kind);
 }
 
 }  // namespace

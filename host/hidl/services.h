@@ -24,7 +24,8 @@ namespace android::hardware {
  *
  * @param names of the service, newest version first.
  * @return OK; ALREADY_EXISTS if a live process serves one of the names; BAD_VALUE for a name that
- * is empty or longer than a file's may be; or the negative errno of the directory's trouble.
+ *     is empty or longer than a file's may be; INVALID_OPERATION for an object that is registered;
+ *     or the negative errno of the directory's trouble.
  */
 status_t registerService(const std::vector<std::string>& names, const sp<BHwBinder>& object);
 

@@ -71,11 +71,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (around & kIsReply) {
         peer.endSending();
         kCalls[method % std::size(kCalls)](
-                new BpHwBinder({{1, 2}}, std::move(ours), getpid(), /* isTrusted */ true));
+                new BpHwBinder({{1, 2}}, std::move(ours), getpid(), PeerKind::SERVICE));
         return 0;
     }
     startServing(getOrCreateCachedBinder(object.get())->localBinder(), std::move(ours), getpid(),
-                 /* isTrusted */ false);
+                 PeerKind::CLIENT);
     EventLoop::instance().runOnce(std::chrono::milliseconds(0));
     peer.hangUp();
     while (Peer::of(getpid())->connections() > 0)

@@ -92,7 +92,8 @@ inline std::string token(const std::string& interface) {
 inline std::string bytesOnTheWire(const android::hardware::Parcel& parcel) {
     using android::hardware::Channel;
     android::hardware::Outgoing outgoing;
-    if (outgoing.prepare({}, parcel, Channel({}, 0, /* isTrusted */ true)) != 0) return "refused";
+    if (outgoing.prepare({}, parcel, Channel({}, 0, android::hardware::PeerKind::SERVICE)) != 0)
+        return "refused";
     std::string bytes;
     for (size_t i = 0; i < outgoing.parts().size(); i++) {
         const iovec& part = outgoing.parts().data()[i];
