@@ -66,7 +66,11 @@ float withoutNan(float value) {
 
 // Values are scaled with their own precision, to which 0.35 dB is 3.5 steps and not a little less.
 
-/** dB in steps of 0.1 dB, so that their whole part is the nearest step. */
+/**
+ * dB in steps of 0.1 dB, half a step away from zero. For the driver the whole part is the nearest
+ * step. For the controller it is taken after an offset is added, so levels below zero come out one
+ * step lower: -1.0 dB as -1.1 dB.
+ */
 double toSteps(float decibels) {
     const float steps = withoutNan(decibels) * 10.0f;
     return steps >= 0.0f ? steps + 0.5 : steps - 0.5;

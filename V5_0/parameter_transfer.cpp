@@ -262,7 +262,7 @@ struct RecordReset {
     ~RecordReset() { initializeParameter(record); }
 };
 
-/** That the client may be gone is no concern of the worker. */
+/** Transport errors are ignored: the client may be gone. */
 void tellOutcome(const aud_hv_parameter& record, int32_t outcome) {
     Kind& kind = kindOf(record);
     const auto note = [&](const char* client) {

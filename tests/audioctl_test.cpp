@@ -200,11 +200,14 @@ TEST_F(Upload, TellsTheOutcome) {
             {kReaction, "0 0x01 0", 0, "transferred 600000 bytes"},
             {kReaction, "0 0x03 0", 1, "cancelled (1)"},
             {kReaction, "0 0xF3 0", 1, "refused by the controller (-1)"},
-            {kReaction, "0 0x77 0", 1, "timed out, or the controller told an unknown outcome (-2)"},
+            {kReaction, "0 0x77 0", 1,
+             "timed out, not taken by the controller, or ended with an unknown outcome (-2)"},
             {kReaction, "0 0x02 0", 1,
              "the controller is busy, or the transfer could not be started (-3)"},
             {kFile, "\1\1", 1, "audioctl: apply: the controller is busy (-3)"},
-            {kFile, "", 1, "audioctl: apply: the controller cannot be reached (-5)"},
+            {kFile, "", 1,
+             "audioctl: apply: the controller cannot be reached, or no thread could be started "
+             "(-5)"},
     };
     const std::string parameters = std::string(300'000, 'a') + std::string(300'000, 'b');
     set.write("parameters", parameters);

@@ -1,8 +1,8 @@
 /* The running service and its clients: many, at once, hostile, stopped and dying. */
 
 #include "tests/support/hidl_fakes.h"
-#include "tests/support/possessions.h"
 #include "tests/support/program.h"
+#include "tests/support/resource_usage.h"
 
 namespace {
 
@@ -86,10 +86,10 @@ TEST_F(Crowd, ClientsThatComeAndDieLeaveNothing) {
     };
     for (int i = 0; i < 10; i++) comeAndDie();  // what grows once, has
     usleep(300'000);                            // until it has noticed the last one's end
-    const Possessions before(mService->pid());
+    const ResourceUsage before(mService->pid());
     for (int i = 0; i < CROWD; i++) comeAndDie();
     EXPECT_TRUE(
-            Program::poll([&] { return Possessions(mService->pid()).isNoMoreThan(before, 4); }));
+            Program::poll([&] { return ResourceUsage(mService->pid()).isNoMoreThan(before, 4); }));
     EXPECT_EQ(0, IHdmiAudio::getService()->setAudioCapabilities({"ARC_DD_PLUS"}));
     const std::string log = mService->err();
     EXPECT_EQ(size_t(CROWD + 10), countOf(log, "D hdmiaudio: remove callback"));

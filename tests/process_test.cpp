@@ -5,8 +5,8 @@
 #include <set>
 
 #include "tests/support/hidl_fakes.h"
-#include "tests/support/possessions.h"
 #include "tests/support/program.h"
+#include "tests/support/resource_usage.h"
 
 using Lines = std::vector<std::string>;
 using Names = std::set<std::string>;
@@ -109,7 +109,9 @@ TEST(Process, HasNothingInPlaceOfClosedDescriptors) {
     const TempSet set;
     for (const char* words : {"hidlaudio", "tvset primary-hal"}) {
         Program program({"/bin/sh", "-c", "exec " BINARY_DIR "/"s + words + " <&- >&- 2>&-"});
-        const auto areNull = [&] { return Possessions(program.pid()).descriptors["/dev/nu"] > 2; };
+        const auto areNull = [&] {
+            return ResourceUsage(program.pid()).descriptors["/dev/nu"] > 2;
+        };
         EXPECT_TRUE(Program::poll(areNull)) << words;
     }
 }

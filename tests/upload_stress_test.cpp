@@ -11,9 +11,9 @@
 #include <random>
 
 #include "tests/support/debug.h"
-#include "tests/support/possessions.h"
 #include "tests/support/processes.h"
 #include "tests/support/program.h"
+#include "tests/support/resource_usage.h"
 
 namespace {
 
@@ -149,7 +149,7 @@ TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
     Service service;
     ASSERT_EQ(0, Program({"audioctl", "upload", "hrtf", set.path("eeprom.bin")}).wait());
     usleep(300'000);  // until it has noticed the end of its first client
-    const Possessions before(service.pid());
+    const ResourceUsage before(service.pid());
 
     const unsigned seed = std::random_device{}();
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -204,7 +204,8 @@ TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
     }
     EXPECT_EQ(2 * workers, turns);
     EXPECT_EQ(0u, countOf(log, "Sanitizer")) << log.substr(log.find("Sanitizer"), 5000);
-    EXPECT_TRUE(Program::poll([&] { return Possessions(service.pid()).isNoMoreThan(before, 64); }));
+    EXPECT_TRUE(
+            Program::poll([&] { return ResourceUsage(service.pid()).isNoMoreThan(before, 64); }));
     EXPECT_EQ(128 + SIGTERM, service.signalAndWait(SIGTERM));
 }
 

@@ -15,23 +15,23 @@ using android::hardware::Return;
 namespace {
 
 template <typename Interface>
-class Noting : public Interface {
+class RecordingCallback : public Interface {
   public:
-    explicit Noting(Callbacks* callbacks) : mCallbacks(*callbacks) {}
+    explicit RecordingCallback(Callbacks* callbacks) : mCallbacks(*callbacks) {}
 
   protected:
     Callbacks& mCallbacks;
 };
 
-class HdmiAudioCallback : public Noting<V1_1::IHdmiAudioCallback> {
-    using Noting::Noting;
+class HdmiAudioCallback : public RecordingCallback<V1_1::IHdmiAudioCallback> {
+    using RecordingCallback::RecordingCallback;
     Return<void> onCapabilityChanged(const hidl_vec<hidl_string>& capabilities) override {
         return mCallbacks.arrived("onCapabilityChanged", capabilities);
     }
 };
 
-class EncodingStatusListener : public Noting<V2_0::IOutputEncodingStatusListener> {
-    using Noting::Noting;
+class EncodingStatusListener : public RecordingCallback<V2_0::IOutputEncodingStatusListener> {
+    using RecordingCallback::RecordingCallback;
     Return<void> onForceEncodingChanged(bool enabled) override {
         return mCallbacks.arrived("onForceEncodingChanged", enabled);
     }
@@ -40,8 +40,8 @@ class EncodingStatusListener : public Noting<V2_0::IOutputEncodingStatusListener
     }
 };
 
-class HeadphoneVirtualizerCallback : public Noting<V5_0::IHeadphoneVirtualizerCallback> {
-    using Noting::Noting;
+class HeadphoneVirtualizerCallback : public RecordingCallback<V5_0::IHeadphoneVirtualizerCallback> {
+    using RecordingCallback::RecordingCallback;
     Return<void> onTransferResult(int32_t result) override {
         return mCallbacks.arrived("onTransferResult", result);
     }

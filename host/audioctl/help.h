@@ -66,7 +66,7 @@ The outcome is a line on standard output, the progress is on standard error:
   transferred 1048576 bytes
   cancelled (1)
   refused by the controller (-1)
-  timed out, or the controller told an unknown outcome (-2)
+  timed out, not taken by the controller, or ended with an unknown outcome (-2)
   the controller is busy, or the transfer could not be started (-3)
 What the service refuses before the transfer is told on standard error, with its
 status. Nothing is left in the service then.

@@ -38,13 +38,13 @@ const Meanings kOfAppend{
 const Meanings kOfApply{{-1, kGone},
                         {-2, "the buffer is not full"},
                         {-3, "the controller is busy"},
-                        {-5, "the controller cannot be reached"}};
+                        {-5, "the controller cannot be reached, or no thread could be started"}};
 const Meanings kOfCancel{{-1, "the transfer has ended"},
                          {-4, "there is no transfer, or the controller refuses to end it"}};
 const Meanings kOfOutcome{
         {1, "cancelled"},
         {-1, "refused by the controller"},
-        {-2, "timed out, or the controller told an unknown outcome"},
+        {-2, "timed out, not taken by the controller, or ended with an unknown outcome"},
         {-3, "the controller is busy, or the transfer could not be started"},
 };
 

@@ -14,7 +14,7 @@ namespace tvset {
 /** What TVSET_SPEED asks for: null is 1; so is, with a message, all but a whole number from 1. */
 int parseSpeed(const char* text);
 
-/** A duration as it is waited for in truth. TVSET_SPEED is read once a process. */
+/** A duration scaled by TVSET_SPEED, which is read once a process. */
 std::chrono::nanoseconds shortened(std::chrono::nanoseconds duration);
 
 /**

@@ -137,9 +137,9 @@ class PrivateUmask {
 };
 
 /** A directory beside the set in which the set is put together; gone if it was not moved away. */
-class Workplace {
+class StagingDirectory {
   public:
-    explicit Workplace(const fs::path& parent) {
+    explicit StagingDirectory(const fs::path& parent) {
         fs::create_directories(parent);
         std::string name = parent / ".tvset-XXXXXX";
         if (mkdtemp(name.data()) == nullptr) {
@@ -148,12 +148,12 @@ class Workplace {
         }
         mPath = name;
     }
-    ~Workplace() {
+    ~StagingDirectory() {
         std::error_code ignored;
         fs::remove_all(mPath, ignored);
     }
-    Workplace(const Workplace&) = delete;
-    Workplace& operator=(const Workplace&) = delete;
+    StagingDirectory(const StagingDirectory&) = delete;
+    StagingDirectory& operator=(const StagingDirectory&) = delete;
 
     const fs::path& path() const { return mPath; }
 
@@ -168,10 +168,10 @@ void createSet(const std::string& root, const SetOptions& options) {
     if (!target.has_filename()) target = target.parent_path();
 
     const PrivateUmask privately;
-    const Workplace workplace(target.parent_path());
-    fill(workplace.path(), options);
+    const StagingDirectory staging(target.parent_path());
+    fill(staging.path(), options);
     std::error_code error;
-    fs::rename(workplace.path(), target, error);  // replaces an empty directory, nothing else
+    fs::rename(staging.path(), target, error);  // replaces an empty directory, nothing else
     if (!error) return;
     if (fs::exists(fs::symlink_status(target))) {
         throw std::runtime_error(target.string() + " is there already; remove it first");

@@ -97,12 +97,12 @@ class StandardError {
   private:
     /** @return false if it is not, or not all, written. */
     bool write(std::string text) {
-        constexpr int kPatienceMs = 200;
+        constexpr int kTimeoutMs = 200;
         if (mIsCut) text.insert(0, 1, '\n');
         text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1));
         text += '\n';
         ssize_t written = writeAtOnce(text);
-        if (written == -1 && errno == EAGAIN && !mIsStuck && isWritable(kPatienceMs)) {
+        if (written == -1 && errno == EAGAIN && !mIsStuck && isWritable(kTimeoutMs)) {
             written = writeAtOnce(text);
         }
         mIsStuck = written == -1 && errno == EAGAIN;

@@ -21,14 +21,14 @@ std::string pathInSet(const std::string& relative);
  */
 
 /**
- * Opens /dev/null in place of descriptors 0, 1 and 2 that are closed, lest a socket or a file gets
- * their number and what is meant for them. Reading and writing them fails as before. Ends with
+ * Opens /dev/null in place of descriptors 0, 1 and 2 that are closed: a socket or a file would get
+ * their number, and what is written to it. Reading and writing them fails as before. Ends with
  * status 2. To be called while there is one thread.
  */
 void fillStandardDescriptors(const char* program);
 
 /**
- * Sees to it that nobody else has made, or can change, what is at the root: a directory of this
+ * Makes sure that nobody else has made, or can change, what is at the root: a directory of this
  * user that others cannot write, or nothing. One that TVSET_ROOT names may be a link, and it is for
  * the user to name none that others can move away; else it is no link, and others must not be able
  * to. Ends with status 2.

@@ -1,4 +1,4 @@
-/* tvset: makes a virtual TV set, and runs what such a set has in processes of its own. */
+/* tvset: makes a virtual TV set, and runs those parts of it that are processes of their own. */
 
 #include <errno.h>
 #include <string.h>

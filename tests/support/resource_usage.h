@@ -6,8 +6,8 @@
 #include <string>
 
 /** What the service has of the machine. */
-struct Possessions {
-    explicit Possessions(pid_t pid) {
+struct ResourceUsage {
+    explicit ResourceUsage(pid_t pid) {
         const std::filesystem::path process = "/proc/" + std::to_string(pid);
         for (const auto& entry : std::filesystem::directory_iterator(process / "fd")) {
             std::error_code ignored;
@@ -19,7 +19,7 @@ struct Possessions {
             if (word == "Threads:") file >> threads;
         }
     }
-    bool isNoMoreThan(const Possessions& before, long moreMiB) const {
+    bool isNoMoreThan(const ResourceUsage& before, long moreMiB) const {
         for (const auto& [kind, count] : descriptors) {
             const auto found = before.descriptors.find(kind);
             if (found == before.descriptors.end() || found->second < count) return false;
