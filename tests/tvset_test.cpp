@@ -143,7 +143,7 @@ TEST(ConfigStore, KeepsWhatIsWrittenAndNothingElse) {
 }
 
 TEST(Seam, LeadsThePathsOfTheSetIntoTheSetAndNoOthers) {
-    const TempSet set;
+    const TempSet set({.hasBackEnd = true});
     for (const int result : {0, -1}) {
         EXPECT_EQ(result, access("/data/vendor/tmp/dtv_svc_is_ready", F_OK));
         set.remove(kMarker);
@@ -249,7 +249,7 @@ int askDriver(uint32_t request, void* argument) {
 }
 
 TEST(Driver, CopiesTheBytesAndReactsAsTold) {
-    const TempSet set;
+    const TempSet set({.hasBackEnd = true});
     tvset::VirtualClock clock;
     const auto at = [&](std::chrono::nanoseconds time) {
         std::this_thread::sleep_for(time - clock.now());
@@ -283,7 +283,7 @@ TEST(Driver, CopiesTheBytesAndReactsAsTold) {
 }
 
 TEST(CompletionFile, IsReadyOnceForEveryWriteByAnyone) {
-    const TempSet set;
+    const TempSet set({.hasBackEnd = true});
     const unique_fd epoll(epoll_create(1));
     FILE* file = fopen(BECTRL_HRTF_COMPLETE, "rb");
     epoll_event event{EPOLLIN, {.u64 = 7}};

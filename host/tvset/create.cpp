@@ -83,11 +83,8 @@ std::string eeprom(const SetOptions& options) {
 }
 
 std::vector<std::pair<std::string, std::string>> filesOfSet(const SetOptions& options) {
-    const std::string atRest(2, '\0');
     std::vector<std::pair<std::string, std::string>> files{
             {"fs/data/vendor/tmp/recipe/aqda.bin", qualityData()},
-            {"fs/proc/driver/zavo_bectrl/audio/device_parameter_complete", atRest},
-            {"fs/proc/driver/zavo_bectrl/audio/hrtf_parameter_complete", atRest},
             {"config/g_audio__tv_position", "0\n"},
             {"config/g_audio__spk_sur_type", "1\n"},
             {"config/g_audio__aud_speaker", "0\n"},
@@ -97,9 +94,6 @@ std::vector<std::pair<std::string, std::string>> filesOfSet(const SetOptions& op
             {"config/g_audio__arc_mpeg4_aac_lc_capab", "1\n"},
             {"eeprom.bin", eeprom(options)},
             {"bectrl/launch_after", "0\n"},
-            {"bectrl/reaction", "0 0x01 20\n"},
-            {"bectrl/device_parameters.bin", ""},
-            {"bectrl/hrtf_parameters.bin", ""},
             {"audio/cpupost_ready_after", "0\n"},
             {"faults", ""},
             {"journal", ""},
@@ -107,6 +101,14 @@ std::vector<std::pair<std::string, std::string>> filesOfSet(const SetOptions& op
              options.hasHal ? "android.hardware.audio@5.0::IDevicesFactory/default\n" : ""},
             {"lock", ""},
     };
+    if (options.hasBackEnd) {
+        const std::string atRest(2, '\0');
+        files.emplace_back("fs/proc/driver/zavo_bectrl/audio/device_parameter_complete", atRest);
+        files.emplace_back("fs/proc/driver/zavo_bectrl/audio/hrtf_parameter_complete", atRest);
+        files.emplace_back("bectrl/reaction", "0 0x01 20\n");
+        files.emplace_back("bectrl/device_parameters.bin", "");
+        files.emplace_back("bectrl/hrtf_parameters.bin", "");
+    }
     if (options.isReady) files.emplace_back("fs/data/vendor/tmp/dtv_svc_is_ready", "");
     return files;
 }

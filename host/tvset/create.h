@@ -19,10 +19,10 @@ struct SetOptions {
  *
  *     fs/data/vendor/tmp/              ready marker, audio-quality data with plausible tuning
  *     fs/data/vendor/zavo/hidlaudio/   empty, for the services' files
- *     fs/proc/driver/zavo_bectrl/      completion files of a controller at rest
+ *     fs/proc/driver/zavo_bectrl/      completion files of a controller at rest, with a back end
  *     config/                          every key the services know
  *     eeprom.bin
- *     bectrl/                          a driver that answers with success after 20 ms
+ *     bectrl/                          with a back end a driver that succeeds after 20 ms
  *     audio/                           a post-processor that is ready
  *     faults, journal, lock            empty
  *     declared                         what the device manifest declares beside our services
