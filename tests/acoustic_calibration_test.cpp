@@ -326,7 +326,7 @@ TEST(SetEnabled, EncodesTheValuesForEitherWay) {
     for (const auto& c : cases) {
         for (const int model : {0, 1}) {
             Tv tv(model);
-            EXPECT_EQ(0, tv.start(kDelays + c.records + kEnd).setEnabled(true));
+            EXPECT_EQ(0, tv.start(c.records + kDelays + kEnd).setEnabled(true));
             Lines journal = tv.set.takeJournal();
             journal.pop_back();  // the offset
             const Lines be{connect(), block(c.gain, c.tail)};

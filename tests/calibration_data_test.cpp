@@ -28,25 +28,27 @@ Lines stored(AcousticCalibration& service) {
 }
 
 TEST(SetCalibratedData, TakesOnlyWhatIsInRange) {
+    constexpr float kOver9 = 0x1.200002p3f, kOver10 = 0x1.400002p3f;  // the next ones
     const auto isNg = [](const std::string& name, const std::string& value) {
         return Lines{E("[checkCalibratedData] [" + name + "] is NG.  ffsetLevel: " + value + " ")};
     };
     calibratedData lastBand = channel("FR");
-    lastBand.bands[30].gain = 9.5;
+    lastBand.bands[30].gain = kOver9;
     const struct {
         List list;
         Lines log;
     } cases[] = {
             {{channel("FL", 9, 10, -9), channel("FR", -9, 0, 9)}, {}},
             {{channel("FL", kNan, kNan, kNan)}, {}},
-            {{channel("FL", 9.0001f)}, isNg("Volume", "   9.00010")},
-            {{channel("FL", 0, -0.001f)}, isNg("Delay", "  -0.00100")},
-            {{channel("FL", 0, 10.5)}, isNg("Delay", "  10.50000")},
-            {{channel("FL", 0, 0, -9.01f)}, isNg("GEQ Gain", "  -9.01000")},
+            {{channel("FL", kOver9)}, isNg("Volume", "   9.00000")},
+            {{channel("FL", -kOver9)}, isNg("Volume", "  -9.00000")},
+            {{channel("FL", 0, -1e-45f)}, isNg("Delay", "  -0.00000")},
+            {{channel("FL", 0, kOver10)}, isNg("Delay", "  10.00000")},
+            {{channel("FL", 0, 0, -kOver9)}, isNg("GEQ Gain", "  -9.00000")},
             {{channel("FL", -kInfinity)}, isNg("Volume", "      -inf")},
             {{channel("FL", 0, 0, 10, 10000)}, isNg("GEQ Gain", "  10.00000")},
             {{channel("FL"), channel("FR", -20, 20, 20)}, isNg("Volume", " -20.00000")},
-            {{channel("FL"), lastBand}, isNg("GEQ Gain", "   9.50000")},
+            {{channel("FL"), lastBand}, isNg("GEQ Gain", "   9.00000")},
     };
     for (const auto& c : cases) {
         Tv tv(false);
@@ -106,10 +108,12 @@ TEST(SetCalibratedData, LeavesNoFileWhenARecordCannotBeWritten) {
             {noSpace, {kNoWrite + "28"}, none},
             {"fwrite(aud_ac.data) short", {kNoWrite + "5"}, none},
             {noSpace + "\nremove(aud_ac.data) EACCES", {kNoWrite + "28", noRemove}, ""},
+            {kFullDisk, {kNoWrite + "28"}, none},
     };
     for (const auto& c : cases) {
         Tv tv(false);
-        EXPECT_EQ(-1, tv.start("kept", c.faults).setCalibratedData({channel("FL"), channel("FR")}));
+        tv.start("kept", c.faults);
+        EXPECT_EQ(-1, tv.service->setCalibratedData({channel("FL"), channel("FR")}));
         Lines log{D("[setCalibratedData] start")};
         for (const auto& text : c.log) log.push_back(E("[setCalibratedData] " + text));
         EXPECT_EQ(log + Lines{D("[setCalibratedData] end")}, tv.log.take());
@@ -215,15 +219,17 @@ TEST(GetCalibrationParameters, ShapesTheTuningOfTheSet) {
     tv.start();
     // clang-format off
     tv.set.write(kQuality, qualityFile({
-            {kScalars, 0xFFFFFFFF}, {kScalars + 24, 0x80000000},
-            {kScalars + 32, 50}, {kScalars + 36, uint32_t(-20)},
+            {kScalars, 0xFFFFFFFF}, {kScalars + 20, 0xA0000000}, {kScalars + 24, 0x80000000},
+            {kScalars + 28, 0x90000000}, {kScalars + 32, uint32_t(-50)},
+            {kScalars + 36, uint32_t(-20)}, {kScalars + 48, 0xB0000000},
+            {kScalars + 52, uint32_t(-13)},
             {kScalars + 56, 0x02050AFF}, {kScalars + 60, 0xC8C8C8FF},
             {kScalars + 64, 0x00FF01FF}, {kScalars + 68, 0xFF000AFF},
             {kScalars + 72, uint32_t(-35)}, {kFront, 1}, {kFront + 4, uint32_t(-35)},
             {kCenter, 2}, {kFrontHeight, 1}}));
     const calibrationParameters expected{
             -1, 1, 2, 3, 4,
-            0.5f, 214748364.8f, 0.7f, -2.0f, 5.0f, 10, 11, 1.2f, 1.3f,
+            268435456.0f, 214748364.8f, 241591910.4f, -2.0f, -5.0f, 10, 11, 295279001.6f, -1.3f,
             {{"Front", 20, 20000}, {"Center", 50, 20000}, {"Other", 100, 20000}},
             {{"Front", 0, 25500}, {"Center", 2550, 0}, {"Other", 10, 1000}},
             bandsFrom(18, 429496726.1f),

@@ -1,23 +1,22 @@
 /* The centre speaker: what a start finds in the sound tuning and the EEPROM, and what it answers.
  */
 
-#include <gtest/gtest.h>
-
 #include "V4_0/CenterSpeaker.h"
-#include "host/tvset/clock.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_set.h"
+#include "tests/support/tv.h"
 
 using namespace com::zavo::dtv::hardware::audio::V4_0;
-using namespace std::chrono_literals;
-using android::sp;
 using android::hardware::hidl_vec;
-using std::to_string;
 
 namespace {
 
 constexpr char kQuality[] = "fs/data/vendor/tmp/recipe/aqda.bin";
 constexpr size_t kRecord = 23924;
+const Lines kCalls{"DRV_Init()",
+                   "MTAL_Init()",
+                   "MTEEPROM_GetProperty()",
+                   "MTEEPROM_Init()",
+                   "MTEEPROM_Read(0x10089, 1)",
+                   "MTEEPROM_Read(0x10116, 1)"};
 const Lines kStart{"D -: [CenterSpeaker] start"}, kEnd{"D -: [CenterSpeaker] end"};
 const std::string kReady = "I -: <<<<<hidlaudio dtv_svc is ready !>>>>> count:0";
 
@@ -38,6 +37,7 @@ struct Case {
     int16_t type;
     int32_t samples;
     bool isAvailable, isSynchronized;
+    size_t calls;  // how many of kCalls are made
 };
 
 class CenterSpeakerStart : public testing::TestWithParam<Case> {};
@@ -66,6 +66,9 @@ TEST_P(CenterSpeakerStart, SettlesEveryAnswer) {
         answers++;
     });
     EXPECT_EQ(2, answers);
+    Lines journal = set.takeJournal();
+    for (std::string& line : journal) line.resize(line.find(" = "));
+    EXPECT_EQ(Lines(kCalls.begin(), kCalls.begin() + c.calls), journal);
     EXPECT_EQ(c.isAvailable, service->isCenterSpeakerInputAvailable());
     EXPECT_EQ(c.isSynchronized, service->isSynchronizedCenterSpeakerInputAvailable());
 
@@ -106,26 +109,26 @@ const auto kBoth = bytes(0x53, 1);
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Set, CenterSpeakerStart, testing::Values(
-        Case{"S", record(2, 1024), kBoth, "", read(), 2, 1024, true, true},
-        Case{"T", record(255, 0), bytes(0x54, 0xFF), "", read(), 255, 0, true, true},
-        Case{"R", record(256, -1), bytes(0x52, 0), "", read(), 0, -1, false, false},
-        Case{"U", record(0, 1 << 31), bytes(0x55, 1), "", read(), 0, INT32_MIN, false, true},
-        Case{"NoFile", "-", kBoth, "", unread("fopen failed, errno 2"), 0, 576, false, false},
+        Case{"S", record(2, 1024), kBoth, "", read(), 2, 1024, true, true, 6},
+        Case{"T", record(255, 0), bytes(0x54, 0xFF), "", read(), 255, 0, true, true, 6},
+        Case{"R", record(256, -1), bytes(0x52, 0), "", read(), 0, -1, false, false, 6},
+        Case{"U", record(0, 1 << 31), bytes(0x55, 1), "", read(), 0, INT32_MIN, false, true, 6},
+        Case{"NoFile", "-", kBoth, "", unread("fopen failed, errno 2"), 0, 576, false, false, 0},
         Case{"ShortFile", kGood.substr(0, kRecord + 19), kBoth, "",
-             unread("fread failed, errno 0"), 0, 576, false, false},
+             unread("fread failed, errno 0"), 0, 576, false, false, 0},
         Case{"NoSeek", kGood, kBoth, "fseek(aqda.bin) EIO",
-             unread("fseek failed, errno 5"), 0, 576, false, false},
+             unread("fseek failed, errno 5"), 0, 576, false, false, 0},
         Case{"NotReady", kGood, bytes(0x53, 1, false), "",
              kStart + Lines{"E -: [CenterSpeaker] dtv_svc rpc server failed [TimeOut]."},
-             2, 3, false, false},
+             2, 3, false, false, 0},
         Case{"NoMtal", kGood, kBoth, "MTAL_Init 1",
-             read({"E -: [CenterSpeaker] MTAL_Init fail."}), 2, 3, false, false},
+             read({"E -: [CenterSpeaker] MTAL_Init fail."}), 2, 3, false, false, 2},
         Case{"NoEeprom", kGood, kBoth, "MTEEPROM_Init 1",
-             read({kEeprom + "init fail."}), 2, 3, false, false},
+             read({kEeprom + "init fail."}), 2, 3, false, false, 4},
         Case{"NoSegment", kGood, kBoth, "MTEEPROM_Read(0x10089) 1",
-             read({kEeprom + "read fail.(segment)"}), 2, 3, false, true},
+             read({kEeprom + "read fail.(segment)"}), 2, 3, false, true, 6},
         Case{"NoMode", kGood, kBoth, "MTEEPROM_Read(0x10116) 1",
-             read({kEeprom + "read fail.(center_speaker_mode)"}), 2, 3, true, false}),
+             read({kEeprom + "read fail.(center_speaker_mode)"}), 2, 3, true, false, 6}),
         [](const auto& info) { return info.param.name; });
 // clang-format on
 

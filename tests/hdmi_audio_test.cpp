@@ -1,14 +1,10 @@
 /* HDMI audio: capabilities by name in the store, and the callbacks of clients. */
 
 #include "V3_1/HdmiAudio.h"
-#include "host/tvset/clock.h"
 #include "tests/support/hidl_fakes.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_set.h"
+#include "tests/support/tv.h"
 
 using namespace fakes;
-using namespace std::chrono_literals;
-using namespace std::string_literals;
 using V3_1::implementation::HdmiAudio;
 
 namespace {
@@ -24,12 +20,7 @@ std::string write(const char* key, int value, int status = 0) {
            std::to_string(value) + ", 4) = " + std::to_string(status);
 }
 
-/** A set with a service, whose log and journal tell from the service's first call on. */
-struct Running {
-    Running() : service(new HdmiAudio) {
-        log.take();
-        set.takeJournal();
-    }
+struct Tv : Running<HdmiAudio> {
     int32_t store(const Lines& names) {
         return service->setAudioCapabilities(Words(names.begin(), names.end()));
     }
@@ -38,27 +29,20 @@ struct Running {
         service->getAudioCapabilities([&](const auto& l) { names.assign(l.begin(), l.end()); });
         return names;
     }
-    TempSet set;
-    LogCapture log;
-    const sp<HdmiAudio> service;
 };
 
 TEST(HdmiAudio, StartWaitsConnectsAndGoesOn) {
-    for (const bool isReady : {true, false}) {
-        TempSet set({.isReady = isReady});
-        set.write("faults", isReady ? "" : "MTAL_InitExCb 4");
-        LogCapture log;
-        tvset::VirtualClock clock;
-        const sp<HdmiAudio> service = new HdmiAudio;
-        const Lines late{D("<<<<<hdmiaudio waiting dtv_svc>>>>> count:199"),
-                         D("dtv_svc rpc server failed."),
-                         E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n")};
-        Lines lines = log.take();
-        ASSERT_EQ(isReady ? 1u : 202u, lines.size());
-        if (!isReady) lines.erase(lines.begin(), lines.begin() + 199);
-        EXPECT_EQ(isReady ? Lines{D("HdmiAudio mtal open success")} : late, lines);
-        EXPECT_EQ(isReady ? 0s : 20s, clock.now());
+    EXPECT_EQ(Lines{D("HdmiAudio mtal open success")}, Tv().startLog);
+    const Running<HdmiAudio> tv({.isReady = false}, "MTAL_InitExCb 4");
+    Lines expected;
+    for (int i = 0; i < 200; i++) {
+        expected.push_back(D("<<<<<hdmiaudio waiting dtv_svc>>>>> count:" + to_string(i)));
     }
+    expected.push_back(D("dtv_svc rpc server failed."));
+    expected.push_back(E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n"));
+    EXPECT_EQ(expected, tv.startLog);
+    EXPECT_EQ((Lines{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 4"}), tv.startJournal);
+    EXPECT_EQ(20s, tv.clock.now());
 }
 
 TEST(HdmiAudio, StoredNumbersAreToldByNameAndAnythingElseAsNone) {
@@ -81,7 +65,7 @@ TEST(HdmiAudio, StoredNumbersAreToldByNameAndAnythingElseAsNone) {
     };
     // clang-format on
     for (const auto& c : cases) {
-        Running tv;
+        Tv tv;
         tv.set.write(std::string("config/") + kArcDd, c.dd);
         tv.set.write(std::string("config/") + kEarcDd, c.earc);
         tv.set.write(std::string("config/") + kArcMp4, c.mp4);
@@ -111,7 +95,8 @@ TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
              {dd(0)}, {"ARC_DD_NONE"}},
             {{"ARC_DD_ATMOS", "ARC_DD_NONE"}, "", 0, {dd(2), dd(2)},
              {"ARC_DD_ATMOS", "ARC_DD_NONE"}},
-            {{"ARC_DD_", "ARC_DD_PLUS"}, "", 0, {dd(1), dd(1)}, {"ARC_DD_", "ARC_DD_PLUS"}},
+            {{"ARC_DD", "ARC_MP4AAC", "ARC_DD_", "ARC_DD_PLUS"}, "", 0, {dd(1), dd(1)},
+             {"ARC_DD_", "ARC_DD_PLUS"}},
             {{"ARC_MP4AAC_7_1", "x", "ARC_DD_PLUS"}, "", 0, {mp4(2), dd(1)},
              {"ARC_MP4AAC_7_1", "ARC_DD_PLUS"}},
             {{"ARC_DD_PLUS", "ARC_MP4AAC_5_1"}, failDd, 0, {dd(1, 6), mp4(1)}, {"ARC_MP4AAC_5_1"}},
@@ -121,7 +106,7 @@ TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
     };
     // clang-format on
     for (const auto& c : cases) {
-        Running tv;
+        Tv tv;
         std::vector<Lines> told;
         const auto keep = [&](const Words& names) { told.push_back({names.begin(), names.end()}); };
         tv.service->setCallback(new Callback(keep)).isOk();
@@ -133,7 +118,7 @@ TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
 }
 
 TEST(HdmiAudio, LogsWhatItIsAskedAndWhatItStores) {
-    Running tv;
+    Tv tv;
     EXPECT_EQ(0, tv.store({"", "EARC_DD_PLUS", "ARC_MP4AAC_NONE"}));
     EXPECT_EQ((Lines{D("HIDL hdmiaudio set"), D("setArcMp4Capability, capas list length: 3\\n"),
                      D("setArcMp4Capability, capas : EARC_DD_PLUS\\n"),
@@ -143,33 +128,48 @@ TEST(HdmiAudio, LogsWhatItIsAskedAndWhatItStores) {
               tv.log.take());
 }
 
+/** A client whose death can be asked for: it counts who has. */
+struct Client : Callback {
+    using Callback::Callback;
+    Return<bool> linkToDeath(const sp<hidl_death_recipient>&, uint64_t) override {
+        return ++links > 0;
+    }
+    Return<bool> unlinkToDeath(const sp<hidl_death_recipient>&) override { return --links >= 0; }
+    int links = 0;
+};
+
 TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
-    Running tv;
+    Tv tv;
     using Calls = std::array<int, 3>;
-    Calls calls{};  // of twice, late, once
-    const auto count = [&](int i) { return new Callback([&, i](const Words&) { calls[i]++; }); };
-    const sp<Callback> twice = count(0), late = count(1);
+    Calls calls{};  // of thrice, late, once
+    const auto count = [&](int i) { return new Client([&, i](const Words&) { calls[i]++; }); };
+    const sp<Client> thrice = count(0), late = count(1);
     const sp<Callback> once = new Callback([&](const Words&) {
         if (calls[2]++ == 0) tv.service->setCallback(late).isOk();
     });
     tv.service->setCallback(nullptr).isOk();
-    for (const auto& callback : {twice, once, twice}) tv.service->setCallback(callback).isOk();
-    EXPECT_EQ((Lines{D("callback is nullptr. skip setCallback"), D("set callback"),
-                     D("set callback"), D("set callback")}),
+    // Four, so that a fifth finds no room where they are.
+    for (const sp<Callback>& callback :
+         {sp<Callback>(thrice), once, sp<Callback>(thrice), sp<Callback>(thrice)}) {
+        tv.service->setCallback(callback).isOk();
+    }
+    EXPECT_EQ(Lines{D("callback is nullptr. skip setCallback")} + Lines(4, D("set callback")),
               tv.log.take());
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
-    EXPECT_EQ((Calls{2, 0, 1}), calls);
+    EXPECT_EQ((Calls{3, 0, 1}), calls);
     const Lines log = tv.log.take();
     EXPECT_EQ(D("issue capability changed callback event"), *(log.end() - 3));
     EXPECT_EQ(D("set callback"), *(log.end() - 2));
 
-    tv.service->serviceDied(0, sp<Callback>(twice));
-    EXPECT_EQ((Lines{E("Monitored process died"), D("remove callback"), D("remove callback")}),
-              tv.log.take());
-    tv.service->serviceDied(0, wp<IHdmiAudioCallback>(sp<Callback>(count(0))));
-    EXPECT_EQ(Lines{E("Monitored process died")}, tv.log.take());
+    tv.service->serviceDied(0, sp<Callback>(thrice));
+    EXPECT_EQ(Lines{E("Monitored process died")} + Lines(3, D("remove callback")), tv.log.take());
+    const sp<Client> stranger = count(0);
+    const wp<IBase> gone = sp<IBase>(count(0));
+    for (const wp<IBase>& who : {wp<IBase>(stranger), gone}) tv.service->serviceDied(0, who);
+    EXPECT_EQ(Lines(2, E("Monitored process died")), tv.log.take());
+    EXPECT_EQ((Calls{2, 1, -1}), (Calls{thrice->links, late->links, stranger->links}));
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
-    EXPECT_EQ((Calls{2, 1, 2}), calls);
+    EXPECT_EQ((Calls{3, 1, 2}), calls);
 }
 
 }  // namespace

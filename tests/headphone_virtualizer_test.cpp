@@ -1,22 +1,14 @@
 /* The headphone virtualizer on the virtual set, in the virtual time. */
 
-#include <gtest/gtest.h>
-
-#include <regex>
+#include <poll.h>
 
 #include "V5_0/HeadphoneVirtualizer.h"
-#include "host/tvset/clock.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_set.h"
+#include "tests/support/tv.h"
 
 namespace {
 
 using namespace com::zavo::dtv::hardware::audio;
-using namespace std::chrono_literals;
-using namespace std::string_literals;
 using namespace android::hardware;
-using android::sp;
-using std::to_string;
 using V5_0::ParamType;
 using V5_0::implementation::HeadphoneVirtualizer;
 using Codes = std::vector<int32_t>;
@@ -43,15 +35,9 @@ struct Callback : V5_0::IHeadphoneVirtualizerCallback {
 };
 
 /** A set with a service that has started on it, and a client of it. */
-struct Tv {
+struct Tv : Running<HeadphoneVirtualizer> {
     explicit Tv(const tvset::SetOptions& options = {.hasBackEnd = true}, const char* faults = "")
-        : set(options) {
-        set.write("faults", faults);
-        service = new HeadphoneVirtualizer;
-        startLog = log.take();
-        set.write("faults", "");
-        set.takeJournal();
-    }
+        : Running(options, faults) {}
     /** @return the handle of a full buffer. */
     int32_t fill(ParamType type, const std::string& content = "0123456789") {
         const int32_t handle = service->allocateParameterBuffer(type, int32_t(content.size()));
@@ -67,12 +53,7 @@ struct Tv {
     }
     void pass(std::chrono::nanoseconds time) { tvset::sleepFor(time, nullptr); }
 
-    TempSet set;
-    LogCapture log;
-    tvset::VirtualClock clock;
     sp<Callback> client = new Callback;
-    sp<HeadphoneVirtualizer> service;
-    Lines startLog;
 };
 
 /** The lines in which an expression is found. */
@@ -185,11 +166,16 @@ TEST(HeadphoneVirtualizer, HasOneType) {
 
 TEST(HeadphoneVirtualizer, HandlesRunThroughAndNeverMeet) {
     Tv tv;
+    EXPECT_EQ(0, tv.service->allocateParameterBuffer(kHrtf, -1)) << "and takes no handle";
     EXPECT_EQ(1, tv.service->allocateParameterBuffer(kHrtf, 10));
-    for (int32_t expected = 2; expected < 255; expected++) {
-        ASSERT_EQ(expected, tv.service->allocateParameterBuffer(kDevice, 10));
+    // Either kind passes by the handle that the other one has.
+    for (const auto& [kind, first, next] : {std::tuple(kDevice, 2, 2), {kHrtf, 3, 1}}) {
+        for (int32_t expected = first; expected < 255; expected++) {
+            ASSERT_EQ(expected, tv.service->allocateParameterBuffer(kind, 10));
+        }
+        EXPECT_EQ(next, tv.service->allocateParameterBuffer(kind, 10));
     }
-    EXPECT_EQ(2, tv.service->allocateParameterBuffer(kDevice, 10)) << "1 is in use";
+    EXPECT_EQ(3, tv.service->allocateParameterBuffer(kHrtf, 10));
     EXPECT_EQ(-1, tv.service->append(254, {}));
     EXPECT_EQ(0, tv.service->append(2, {}));
     EXPECT_EQ(0, tv.service->discardParameterBuffer(2));
@@ -233,20 +219,35 @@ TEST(HeadphoneVirtualizer, ABufferTakesPiecesUpToItsSize) {
         EXPECT_EQ(0, tv.service->append(handle, most));
         EXPECT_EQ(size == 262144 ? -2 : 0, tv.service->append(handle, {1}));
         EXPECT_EQ(size == INT32_MAX ? 0 : -2, tv.service->append(handle, {1}));
+        EXPECT_EQ(0, tv.service->append(handle, {}));
         EXPECT_EQ(size == INT32_MAX ? -2 : 0, tv.service->apply(handle, tv.client));
         tv.pass(1s);
     }
-    EXPECT_EQ((Codes{0, 0}), tv.client->outcomes);
+    EXPECT_EQ(0, tv.service->apply(tv.fill(kDevice, ""), tv.client)) << "empty is full";
+    tv.pass(1s);
+    EXPECT_EQ((Codes{0, 0, 0}), tv.client->outcomes);
 
     tv.log.take();
+    EXPECT_EQ(262144, tv.service->getMaxAppendSize());
     const int32_t handle = tv.service->allocateParameterBuffer(kHrtf, 3);
-    EXPECT_EQ(0u, tv.log.take()[5].find(D(make + "malloc success! data=0x")));
     EXPECT_EQ(0, tv.service->append(handle, {1, 2}));
-    tv.log.take();
-    EXPECT_EQ(-2, tv.service->append(handle, {3, 4}));
-    EXPECT_EQ(-2, tv.service->apply(handle, tv.client));
-    EXPECT_EQ(0, tv.service->discardParameterBuffer(handle));
     const std::string h = to_string(handle);
+    Lines log = tv.log.take();
+    log[7].resize(log[7].find("0x"));  // where the memory is
+    EXPECT_EQ(
+            (Lines{D("[getMaxAppendSize] start"), D("[getMaxAppendSize] end. Return:262144"),
+                   D(allocate + "start. ParamType=1, size=3"), D(make + "start. type=1, handle=3"),
+                   D(release + "star"), D(release + "release memory."), D(release + "end"),
+                   D(make + "malloc success! data="), D(make + "end. Return:" + h),
+                   D(allocate + "end. handle:" + h), D("[append] start. handle=" + h),
+                   D("[append] ParamType=1"),
+                   D("[appendInt] start.  registered size=3,  append accumulation=0, data size=2"),
+                   D("[appendInt] end"), D("[append] end. Return:0")}),
+            log);
+    tv.set.write(kDeviceComplete, "\1\0"s);  // the size is looked at before the controller
+    EXPECT_EQ(-2, tv.service->append(handle, {3, 4}));
+    EXPECT_EQ(-2, tv.service->apply(handle, nullptr));
+    EXPECT_EQ(0, tv.service->discardParameterBuffer(handle));
     EXPECT_EQ(
             (Lines{D("[append] start. handle=" + h), D("[append] ParamType=1"),
                    D("[appendInt] start.  registered size=3,  append accumulation=2, data size=2"),
@@ -274,8 +275,8 @@ TEST(HeadphoneVirtualizer, ARefusedApplyLeavesTheBufferReadyForAnother) {
         Lines log;
         bool hasClient = true;
     } cases[] = {
-            {kDeviceComplete, busy, "", -3, {isBusy}},
-            {kHrtfComplete, "\2\0"s, "", -3, {isBusy}},
+            {kDeviceComplete, busy, "", -3, {isBusy}, false},
+            {kHrtfComplete, "\xFF\0"s, "", -3, {isBusy}},
             {kHrtfComplete, half, "", -5, {noState, end}},
             {kHrtfComplete, idle, "fopen(hrtf_parameter_complete) EACCES", -5, {noFile, end}},
             {kHrtfComplete, idle, "", -5, {E("[apply] callback object is nullptr.")}, false},
@@ -297,6 +298,7 @@ TEST(HeadphoneVirtualizer, ARefusedApplyLeavesTheBufferReadyForAnother) {
     tv.set.write("faults", "");
     EXPECT_EQ(1, tv.client->getStrongCount()) << "a refused callback is not kept";
     EXPECT_EQ(0, tv.service->apply(handle, tv.client));
+    EXPECT_EQ(Lines{D("[apply] end. Return:0")}, only(tv.log.take(), "apply. end"));
     tv.pass(20ms);
     EXPECT_EQ(Codes{0}, tv.client->outcomes);
 }
@@ -378,6 +380,7 @@ TEST(HeadphoneVirtualizer, EveryEndOfATransferIsToldOnceWithItsCode) {
             {"0 1 7", "timerfd_settime EINVAL", 0ms, -3, E(thread + "start timer failed!!")},
             {"0 1 7", "acquire_wake_lock -13", 0ms, -3, noWakeLock},
             {"0 1 7", "release_wake_lock -2", 7ms, 0, D(read + "0x1")},
+            {"0 1 7", "acquire_wake_lock 5\nrelease_wake_lock 5", 7ms, 0, D(read + "0x1")},
     };
     for (const auto& c : cases) {
         Tv tv;
@@ -397,12 +400,18 @@ TEST(HeadphoneVirtualizer, EveryEndOfATransferIsToldOnceWithItsCode) {
         EXPECT_EQ(Codes{c.outcome}, tv.client->outcomes);
         EXPECT_EQ(c.line, before.back());
         EXPECT_EQ(c.time, toldAt);
-        const Lines after = only(tv.log.take(), ofWorker), journal = tv.set.takeJournal();
+        const Lines after = only(tv.log.take(), ofWorker);
+        Lines journal = tv.set.takeJournal();
+        for (std::string& line : journal) line.resize(line.find(" = "));
+        const bool isSent = only({c.line}, "(file|lock|timer|FD) (open )?failed").empty();
+        EXPECT_EQ(Lines{"acquire_wake_lock(1, \"HidlAudioHrtf\")"} +
+                          Lines(isSent, "ioctl(zavo_bectrl, 0xC0106300, {size=10})") +
+                          Lines{"release_wake_lock(\"HidlAudioHrtf\")"},
+                  journal);
         EXPECT_EQ(c.faults == std::string("release_wake_lock -2")
                           ? E("Release Wakelock failed(errno:-2).")
                           : "I AudioHV: Release Wakelock completed.",
                   *(after.end() - 2));
-        EXPECT_EQ(0u, journal.back().find("release_wake_lock(\"HidlAudioHrtf\")"));
         EXPECT_EQ(-1, tv.service->append(handle, {}));
         EXPECT_EQ(descriptors, countDescriptors());
     }
@@ -416,6 +425,7 @@ TEST(HeadphoneVirtualizer, AWorkerWhoseCompletionFileIsGoneStartsNothing) {
     tv.pass(1s);
     EXPECT_EQ((Codes{0, -3}), tv.client->outcomes);
     EXPECT_EQ(Lines{E("[paramTransferThread] Proc file open failed!")}, failures(tv.log.take()));
+    EXPECT_EQ(1u, only(tv.set.takeJournal(), "^ioctl").size());
     // If the driver's answer cannot be read, the one before counts.
     tv.set.write("faults", "");
     tv.set.write(kReaction, "1 0 3\n0 1 17");
@@ -514,6 +524,23 @@ TEST(HeadphoneVirtualizer, ABufferInTransferIsDiscardedAfterItsEnd) {
                   only(tv.log.take(), "call cancel|release memory"));
         EXPECT_EQ(-1, tv.service->append(handle, {}));
     }
+}
+
+TEST(HeadphoneVirtualizer, ARecordIsFreeBeforeItsWakeLockWhichTheNextTransferWaitsFor) {
+    Tv tv;
+    bool isFirst = true;
+    tv.log.onLine = [&](const std::string& line) {
+        if (line != D("Release Wakelock HidlAudioDevice") || !std::exchange(isFirst, false)) return;
+        tv.send(kDevice);
+        poll(nullptr, 0, 50);  // time for the next one, if it does not wait
+    };
+    tv.send(kDevice);
+    tv.pass(1s);
+    tv.log.onLine = nullptr;
+    EXPECT_EQ((Codes{0, 0}), tv.client->outcomes);
+    Lines journal = only(tv.set.takeJournal(), "wake_lock");
+    for (std::string& line : journal) line.resize(7);
+    EXPECT_EQ((Lines{"acquire", "release", "acquire", "release"}), journal);
 }
 
 TEST(HeadphoneVirtualizer, AWorkerThatOutlastsTheWaitKeepsItsBuffer) {

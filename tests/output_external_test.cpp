@@ -1,16 +1,12 @@
 /* The external output: its setting in the store and in its file, over starts and failures. */
 
-#include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "V3_1/OutputEncodingStatusListener.h"
 #include "V3_1/OutputExternal.h"
-#include "host/tvset/clock.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_set.h"
+#include "tests/support/tv.h"
 
 using namespace com::zavo::dtv::hardware::audio::V3_1::implementation;
-using namespace std::chrono_literals;
-using std::to_string;
 
 namespace {
 
@@ -25,18 +21,7 @@ std::string write(int mode, int status = 0) {
            to_string(mode) + ", 7) = " + to_string(status);
 }
 
-/** A set with a service, whose log and journal tell from the service's first call on. */
-struct Running {
-    explicit Running(const std::string& kept = kOn) {
-        set.write(kFile, kept);
-        service = new OutputExternal;
-        log.take();
-        set.takeJournal();
-    }
-    TempSet set;
-    LogCapture log;
-    sp<OutputExternal> service;
-};
+using Tv = Running<OutputExternal>;
 
 TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndGoesOnThroughEveryFailure) {
     const std::string none = "-", open = "open file " + kPath + " failed, errno 13";
@@ -62,6 +47,7 @@ TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndGoesOnThroughEveryFailure
             {kOff, "read(output_mode) EIO", first, {write(0)}, kOff},
             {kOff, "a_mtktvapi_config_set_value 5", kept(2, 5), {write(2, 5)}, kOff},
     };
+    umask(0);
     for (const auto& c : cases) {
         TempSet set;
         set.write(kFile, c.file);
@@ -78,8 +64,8 @@ TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndGoesOnThroughEveryFailure
                          "MTAL_InitExCb(0) = " + to_string(isConnected ? 0 : 3)} +
                    c.journal),
                   set.takeJournal());
-        EXPECT_TRUE(set.has(kFile));
         EXPECT_EQ(c.left, set.read(kFile));
+        EXPECT_EQ(c.file == none ? 0777u : 0666u, set.mode(kFile));
     }
 }
 
@@ -104,25 +90,25 @@ TEST(OutputExternal, StartWaitsForTheMiddlewareForTwentySecondsAtMost) {
 }
 
 TEST(OutputExternal, SettingGoesToTheStoreThenToTheFileAndBackAtTheNextStart) {
-    Running set;
+    Tv tv;
     for (const bool isOn : {false, true}) {
         const std::string mode = isOn ? "0" : "2";
-        EXPECT_EQ(0, set.service->setForceEncodingEnabled(isOn));
+        EXPECT_EQ(0, tv.service->setForceEncodingEnabled(isOn));
         EXPECT_EQ((Lines{"D -: [setForceEncodingEnabled] start enable:" + to_string(isOn),
                          "D -: [setForceEncodingEnabled] write(data=" + mode + ") ret = 4",
                          "D -: [setForceEncodingEnabled] end ret:0"}),
-                  set.log.take());
-        EXPECT_EQ(Lines{write(isOn ? 0 : 2)}, set.set.takeJournal());
-        EXPECT_EQ(isOn ? kOn : kOff, set.set.read(kFile));
+                  tv.log.take());
+        EXPECT_EQ(Lines{write(isOn ? 0 : 2)}, tv.set.takeJournal());
+        EXPECT_EQ(isOn ? kOn : kOff, tv.set.read(kFile));
 
-        set.set.remove(kStore);
+        tv.set.remove(kStore);
         const sp<OutputExternal> next = new OutputExternal;
-        set.log.take();
+        tv.log.take();
         EXPECT_EQ(isOn, next->getForceEncodingEnabled());
         EXPECT_EQ((Lines{"D -: [getForceEncodingEnabled] start",
                          "D -: [getForceEncodingEnabled] end ret:" + to_string(isOn)}),
-                  set.log.take());
-        set.set.takeJournal();
+                  tv.log.take());
+        tv.set.takeJournal();
     }
 }
 
@@ -136,55 +122,56 @@ TEST(OutputExternal, SettingReportsTheStoreAndOnlyLogsTheFile) {
         std::string file;
     } cases[] = {
             {"a_mtktvapi_config_set_value 7", 7,
-             "E -: setForceEncodingEnabled, MTKTVAPI failed:ret = 7\\n", kOn},
-            {"open(output_mode) EROFS", 0, open + "30", kOn},
-            {"write(output_mode) ENOSPC", 0, "D -: " + name + "write(data=2) ret = -1", kOn},
-            {"write(output_mode) short", 0, "D -: " + name + "write(data=2) ret = 2", kOff},
+             "E -: setForceEncodingEnabled, MTKTVAPI failed:ret = 7\\n", "kept"},
+            {"open(output_mode) EROFS", 0, open + "30", "kept"},
+            {"write(output_mode) ENOSPC", 0, "D -: " + name + "write(data=2) ret = -1", "kept"},
+            {"write(output_mode) short", 0, "D -: " + name + "write(data=2) ret = 2", "\2\0pt"s},
             {"", 0, open + "2", none},  // a file that was deleted is not made anew
     };
     for (const auto& c : cases) {
-        Running set;
-        if (c.file == none) set.set.remove(kFile);
-        set.set.write("faults", c.faults);
-        EXPECT_EQ(c.status, set.service->setForceEncodingEnabled(false)) << c.faults;
+        Tv tv;
+        tv.set.write(kFile, "kept");
+        if (c.file == none) tv.set.remove(kFile);
+        tv.set.write("faults", c.faults);
+        EXPECT_EQ(c.status, tv.service->setForceEncodingEnabled(false)) << c.faults;
         EXPECT_EQ((Lines{"D -: " + name + "start enable:0", c.line,
                          "D -: " + name + "end ret:" + to_string(c.status)}),
-                  set.log.take());
-        EXPECT_EQ(c.file, set.set.has(kFile) ? set.set.read(kFile) : none) << c.faults;
+                  tv.log.take());
+        EXPECT_EQ(c.file, tv.set.has(kFile) ? tv.set.read(kFile) : none) << c.faults;
     }
 }
 
 TEST(OutputExternal, OnlyTheStoredZeroMeansForced) {
-    Running set(kOff);
+    Tv tv;
     for (const char* stored : {"1", "2", "-1"}) {
-        set.set.write(kStore, stored);
-        EXPECT_FALSE(set.service->getForceEncodingEnabled()) << stored;
+        tv.set.write(kStore, stored);
+        EXPECT_FALSE(tv.service->getForceEncodingEnabled()) << stored;
     }
-    set.log.take();
+    tv.log.take();
     // A failed read must not be taken for the zero that the store holds.
-    set.set.write(kStore, "0");
-    set.set.write("faults", "a_mtktvapi_config_get_value 9");
-    EXPECT_FALSE(set.service->getForceEncodingEnabled());
+    tv.set.write(kStore, "0");
+    tv.set.write("faults", "a_mtktvapi_config_get_value 9");
+    EXPECT_FALSE(tv.service->getForceEncodingEnabled());
     EXPECT_EQ((Lines{"D -: [getForceEncodingEnabled] start",
                      "E -: getForceEncodingEnabled, MTKTVAPI failed:ret = 9\\n"}),
-              set.log.take());
+              tv.log.take());
 }
 
 TEST(OutputExternal, FormatsAndListenersAreAcceptedWithoutEffect) {
-    Running set;
-    EXPECT_EQ(0, set.service->setEncodingFormat("other"));
+    Tv tv;
+    EXPECT_EQ(0, tv.service->setEncodingFormat("other"));
     Lines answers;
-    set.service->getEncodingFormat([&](const auto& format) { answers.push_back(format); });
-    set.service->getAvailableEncodingFormats([&](const auto& formats) {
+    tv.service->getEncodingFormat([&](const auto& format) { answers.push_back(format); });
+    tv.service->getAvailableEncodingFormats([&](const auto& formats) {
         for (const auto& format : formats) answers.push_back(format);
     });
     EXPECT_EQ((Lines{"auto", "auto"}), answers);
 
     const sp<OutputEncodingStatusListener> listener = new OutputEncodingStatusListener;
     const int32_t references = listener->getStrongCount();
-    EXPECT_EQ(0, set.service->registerEncodingFormatListener(listener));
+    EXPECT_EQ(0, tv.service->registerEncodingFormatListener(listener));
     EXPECT_EQ(references, listener->getStrongCount());
-    EXPECT_EQ(0, set.service->unregisterEncodingFormatListener(nullptr));
+    EXPECT_EQ(0, tv.service->unregisterEncodingFormatListener(nullptr));
     EXPECT_TRUE(listener->onForceEncodingChanged(true).isOk());
     EXPECT_TRUE(listener->onEncodingFormatChanged("auto").isOk());
 
@@ -195,8 +182,8 @@ TEST(OutputExternal, FormatsAndListenersAreAcceptedWithoutEffect) {
           "onForceEncodingChanged", "onEncodingFormatChanged"}) {
         log.push_back("D -: [" + std::string(name) + "] start");
     }
-    EXPECT_EQ(log, set.log.take());
-    EXPECT_EQ(Lines{}, set.set.takeJournal());
+    EXPECT_EQ(log, tv.log.take());
+    EXPECT_EQ(Lines{}, tv.set.takeJournal());
 }
 
 }  // namespace

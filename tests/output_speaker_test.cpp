@@ -87,6 +87,7 @@ TEST(OutputSpeaker, EveryStartTriesToOpenTheDeviceUntilItIsThereAndNeverAgain) {
     tv.start({kRead + "1", kEnd}, {kOpened, kFind + "1) = 0", kWallMount + "0"});
     // A device is a device, whatever the HAL says of opening it.
     const sp<IPrimaryDevice> device = PrimaryHalAccessor().getHalPrimaryDevice();
+    openDeviceCallback(Result::OK, nullptr);
     openDeviceCallback(Result::NOT_INITIALIZED, device);
     EXPECT_EQ(device, PrimaryHalAccessor().getHalPrimaryDevice().withDefault(nullptr));
 

@@ -125,6 +125,9 @@ TEST(Process, RegistersEveryServiceAloneAndKeepsASettingOverARestart) {
         ASSERT_TRUE(isServing());
         EXPECT_EQ("D HidlAudio: ########## HIDL server side: main() is called:",
                   split(service.err()).front());
+        EXPECT_EQ((Lines{"HdmiAudio", "OutputExternal", "OutputSpeaker", "OutputSpeaker",
+                         "AcousticCalibration", "CenterSpeaker", "HeadphoneVirtualizer"}),
+                  find(service.err(), "([A-Z]\\w+)(?:. start| mtal open success)\n"));
         EXPECT_EQ(expected, audioctl("call IOutputExternal getForceEncodingEnabled").out);
         EXPECT_EQ("0\n", audioctl("call IOutputExternal@2.0 setForceEncodingEnabled false").out);
         const char* tell = "call IOutputEncodingStatusListener onEncodingFormatChanged auto";
@@ -152,19 +155,25 @@ TEST(Process, IsNotReachableBeforeEveryServiceIsMade) {
 }
 
 TEST(Process, EndsWhenARegistrationFailsAndKeepsTheEarlierOnes) {
-    TempSet set;
-    const android::sp<fakes::FakeSpeaker> other = new fakes::FakeSpeaker;
-    ASSERT_EQ(android::OK, other->registerAsService());
-
-    Program service({"hidlaudio"});
-    EXPECT_EQ(1, service.wait());
-    EXPECT_EQ(
-            "E HidlAudio: ########## HIDL OutputSpeaker server side: registerAsService() is "
-            "failed:",
-            split(service.err()).back());
-    for (const std::string& service : kServices) {  // IOutputSpeaker is the other one
-        const bool isLater = !find(service, "(Calibration|Center|Virtualizer)").empty();
-        EXPECT_NE(isLater, set.hasService(service)) << service;
+    const Lines inOrder{"3.1::IHdmiAudio",           "3.1::IOutputEncodingStatusListener",
+                        "3.1::IOutputExternal",      "3.1::IOutputSpeaker",
+                        "3.1::IAcousticCalibration", "4.0::ICenterSpeaker",
+                        "5.0::IHeadphoneVirtualizer"};
+    for (size_t failing = 0; failing < inOrder.size(); failing++) {
+        const TempSet set;
+        const auto socket = [&](size_t i) {
+            return "run/com.zavo.dtv.hardware.audio@" + inOrder[i] + "%2Fdefault";
+        };
+        std::filesystem::create_directories(set.path(socket(failing) + "/in the way"));
+        Program service({"hidlaudio"});
+        EXPECT_EQ(1, service.wait());
+        const std::string name = failing == 0 ? "" : inOrder[failing].substr(6) + " ";
+        EXPECT_EQ("E HidlAudio: ########## HIDL " + name +
+                          "server side: registerAsService() is failed:",
+                  split(service.err()).back());
+        for (size_t i = 0; i < inOrder.size(); i++) {
+            EXPECT_EQ(i <= failing, set.has(socket(i))) << inOrder[i];
+        }
     }
 }
 
@@ -225,17 +234,9 @@ TEST(Process, StoppedWatchersHoldUpNobodyForLong) {
     EXPECT_EQ(0, notice.wait());
     EXPECT_GT(5s, std::chrono::steady_clock::now() - begin);
     EXPECT_LE(4u, find(service.err(), "process \\d+: (it did not answer) within").size());
+    EXPECT_TRUE(service.hasLogged("D hdmiaudio: remove callback\n"));
     EXPECT_EQ(7u, find(service.err(), "(it did not answer|did not call)").size() +
                           find(watchers.back()->out(), "(ARC_DD_PLUS)\n").size());
-}
-
-TEST(Process, TellsThePrimaryHalWhereTheTvIs) {
-    const TempSet set;
-    const Hal hal;
-    const Service service;
-    EXPECT_EQ("0\n", audioctl("call IOutputSpeaker setTvPosition 1").out);
-    EXPECT_EQ("setParameters([], [{\"tv_position\", \"wall_mount\"}]) = 0",
-              set.takeJournal().back());
 }
 
 TEST(Process, ServesWhatItsInitFileNames) {

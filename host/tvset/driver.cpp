@@ -135,11 +135,14 @@ bool copyParameters(const Kind& kind, const bectrl_transfer& transfer) {
     return false;
 }
 
+int fail(int error) {
+    errno = error;
+    return -1;
+}
+
 int transfer(Kind& kind, const bectrl_transfer* transfer) {
-    if (transfer == nullptr) {
-        errno = EFAULT;
-        return -1;
-    }
+    if (transfer == nullptr) return fail(EFAULT);
+    if (transfer->reserved != 0) return fail(EINVAL);
     if (!copyParameters(kind, *transfer)) return -1;
     const auto steps = readLines(pathOfDriver(), "STATE RESULT DELAY_MS", parseStep);
     const std::lock_guard lock(driver().mutex);
@@ -148,8 +151,7 @@ int transfer(Kind& kind, const bectrl_transfer* transfer) {
         return 0;
     } catch (const std::system_error&) {  // no thread for the delays
         kind.isUnderWay = false;
-        errno = EAGAIN;
-        return -1;
+        return fail(EAGAIN);
     }
 }
 
@@ -176,8 +178,9 @@ bool isDriver(int fd) {
     return isOpenOn(fd, pathOfDriver());
 }
 
-int performRequest(unsigned long number, const void* argument) {
+int performRequest(int fd, unsigned long number, const void* argument) {
     const auto request = static_cast<uint32_t>(number);
+    if ((fcntl(fd, F_GETFL) & O_ACCMODE) != O_RDWR) return fail(EBADF);
     for (Kind& kind : driver().kinds) {
         if (request == kind.cancelRequest) {
             return perform(request, "0", [&] { return cancel(kind); });
@@ -187,8 +190,7 @@ int performRequest(unsigned long number, const void* argument) {
         return perform(request, order == nullptr ? "0" : StringPrintf("{size=%u}", order->size),
                        [&] { return transfer(kind, order); });
     }
-    errno = ENOTTY;
-    return -1;
+    return fail(ENOTTY);
 }
 
 }  // namespace tvset

@@ -24,9 +24,11 @@ bool isDriver(int fd);
 /**
  * Performs a request of the device. Called on any thread.
  *
- * @return 0, or -1 with errno: ENOTTY for an unknown request, EFAULT for bad memory, or why the
- *         copy cannot be written.
+ * @param fd one of the device, open for reading and writing.
+ * @return 0, or -1 with errno: ENOTTY for an unknown request, EBADF for a descriptor that is not
+ *         open for both, EFAULT for bad memory, EINVAL for a reserved word that is not 0, or why
+ *         the copy cannot be written.
  */
-int performRequest(unsigned long request, const void* argument);
+int performRequest(int fd, unsigned long request, const void* argument);
 
 }  // namespace tvset

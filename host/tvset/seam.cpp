@@ -127,7 +127,7 @@ int __wrap_ioctl(int fd, unsigned long request, ...) {
     va_start(arguments, request);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
-    if (tvset::isDriver(fd)) return tvset::performRequest(request, argument);
+    if (tvset::isDriver(fd)) return tvset::performRequest(fd, request, argument);
     return __real_ioctl(fd, request, argument);
 }
 

@@ -31,6 +31,8 @@ inline const std::string kDelays("\1\0\0\0", 4), kEnd(4, '\0');
 
 inline const auto D = [](const std::string& text) { return "D AudioAC: " + text; };
 inline const auto E = [](const std::string& text) { return "E AudioAC: " + text; };
+/** For a start: the files that the service writes from then on are on a full disk. */
+constexpr char kFullDisk[] = "full disk";
 inline const std::string kNoRead = "fread AcousticCalibration enabled data failed, errno ";
 inline const std::string kNoWrite = "fwrite AcousticCalibration enabled data failed, errno ";
 
@@ -68,7 +70,12 @@ struct Tv {
     AcousticCalibration& start(const std::string& table = "", const std::string& faults = "") {
         service = new AcousticCalibration;
         set.write(kTable, table);
-        set.write("faults", faults);
+        set.write("faults", faults == kFullDisk ? "" : faults);
+        for (const char* file : {kTable, kFlag}) {
+            if (faults != kFullDisk) break;
+            set.remove(file);
+            std::filesystem::create_symlink("/dev/full", set.path(file));
+        }
         log.take();
         set.takeJournal();
         return *service;

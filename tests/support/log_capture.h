@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -33,10 +34,17 @@ class LogCapture {
         return std::exchange(sLines, {});
     }
 
+    /** Called with each line on the thread that logs it; set while no other thread does. */
+    static inline std::function<void(const std::string&)> onLine;
+
   private:
     static void collect(const __android_logger_data* entry, const char* text) {
-        const std::lock_guard lock(sMutex);
-        sLines.push_back(tvset::logLine(*entry, text));
+        const std::string line = tvset::logLine(*entry, text);
+        {
+            const std::lock_guard lock(sMutex);
+            sLines.push_back(line);
+        }
+        if (onLine) onLine(line);
     }
 
     // The log takes a plain function, so what it collects belongs to the class.
