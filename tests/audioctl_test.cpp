@@ -35,6 +35,13 @@ std::string call(Texts words, IBase* object = nullptr, Callbacks* callbacks = nu
     return error.what();
 }
 
+/** What stands in a file of tests/data. */
+std::string data(const std::string& name) {
+    const std::string text = ::readFile(SOURCE_DIR "/tests/data/" + name);
+    EXPECT_NE("", text) << name;
+    return text;
+}
+
 /** Makes the FakeHdmiAudio that is served tell its callback these words. */
 const Texts kTell{"audioctl", "call", "IHdmiAudio", "setAudioCapabilities", R"(["tell","\n"])"};
 
@@ -48,32 +55,7 @@ void expectAllFields() {
 }
 
 TEST(Arguments, FitTheirParameterOrAreNamed) {
-    constexpr char kCases[] = R"(
-IOutputSpeaker getTvPosition 1 => wrong number of arguments (1) for getTvPosition() generates (TvPositionType type)
-IOutputSpeaker@2.0 getTvPosition => IOutputSpeaker@2.0 has no method 'getTvPosition'; it has|  getSurroundType() generates (SurroundType type)
-IOutputSpeaker setTvPosition -2147483649 => argument 1: expected int32_t, not -2147483649
-IOutputSpeaker setTvPosition 2147483648 => argument 1: expected int32_t, not 2147483648
-IOutputSpeaker setTvPosition 18446744073709551615 => argument 1: expected int32_t, not 18446744073709551615
-IOutputSpeaker setTvPosition 1.0 => argument 1: expected int32_t, not 1.0
-IOutputSpeaker setTvPosition one => argument 1: expected int32_t, not "one"
-IOutputExternal setForceEncodingEnabled 1 => argument 1: expected bool, not 1
-IOutputExternal setEncodingFormat 7 => argument 1: expected string, not 7
-IHdmiAudio setAudioCapabilities ["",null] => argument 1[1]: expected string, not null
-IHdmiAudio setCallback 0 => argument 1: expected IHdmiAudioCallback (null or callback), not 0
-IHeadphoneVirtualizer allocateParameterBuffer HRTF_PARAMETER -2147483648 =>
-IHeadphoneVirtualizer allocateParameterBuffer X 1 => argument 1: expected ParamType (int32_t, DEVICE_PARAMETER, HRTF_PARAMETER), not "X"
-IHeadphoneVirtualizer append 1 [255,-1] => argument 2[1]: expected uint8_t, not -1
-IHeadphoneVirtualizer append 1 x => argument 2: expected vec<uint8_t>, not "x"
-IHeadphoneVirtualizer append 1 @/ => argument 2: cannot read /: Is a directory
-IHeadphoneVirtualizer append 1 @/dev/zero => argument 2: /dev/zero holds 1 MiB or more
-IHeadphoneVirtualizer append @/dev/null [] => argument 1: /dev/null holds no JSON
-IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":"NaN","delay":1e38}] =>
-IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":"nan","delay":0}] => argument 1[0].volume: expected float, not "nan"
-IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":1e39,"delay":0}] => argument 1[0].volume: expected float, not 1e+39
-IAcousticCalibration setCalibratedData [{"channel":"","bands":[],"volume":0,"delay":0,"x":0}] => argument 1[0]: calibratedData has no field "x"
-IAcousticCalibration setCalibratedData [{"channel":"","bands":[{}]}] => argument 1[0].bands[0]: field 'type' of bandEqualizer is missing
-)";
-    for (const std::string& line : find(kCases, "([^\n]+)\n")) {
+    for (const std::string& line : find(data("arguments.txt"), "([^\n]+)\n")) {
         const size_t arrow = line.find(" =>");
         std::string problem = call(find(line.substr(0, arrow), "(\\S+)"));
         std::replace(problem.begin(), problem.end(), '\n', '|');
@@ -341,38 +323,7 @@ TEST(Status, ShowsAnyDataOfTheServicesThatAreThere) {
     const sp<FakeSpeaker> speaker = served<FakeSpeaker>();
     Program program({"audioctl", "status"});
     EXPECT_EQ(0, program.wait());
-    EXPECT_EQ(R"(HDMI audio: not there
-External output: not there
-Encoding listener: not there
-TV speakers
-  TV position      wall mount
-  surround         type 2
-Centre speaker: not there
-Headphone virtualizer: not there
-Room calibration
-  calibration      on
-  stored channels  3
-  curves           dB over bands 1 to 31, lowest first
-
-  FL   +0.5 dB  1.5 ms                  \u001b[2J\ +nan dB  3e+38 ms  40 ba
-  +9 |                                  +9 |  :^^
-  +6 |                                  +6 | .###
-  +3 |       :#:.         ...:::::###   +3 |.####
-   0 |-------------------------------    0 |-----?-------------------------
-  -3 | ':###'    '':::''                -3 |       :##
-  -6 |   ':                             -6 |        :#
-  -9 |                                  -9 |         v
-
-       -inf dB  0 ms  0 bands
-  +9 |
-  +6 |
-  +3 |
-   0 |
-  -3 |
-  -6 |
-  -9 |
-)",
-              program.out());
+    EXPECT_EQ(data("status.txt"), program.out());
 }
 
 TEST(Picture, IsXmlWithACurveForEachChannel) {

@@ -54,9 +54,9 @@ TEST(SetCalibratedData, TakesOnlyWhatIsInRange) {
         Tv tv(false);
         EXPECT_EQ(c.log.empty() ? 0 : -1, tv.start("kept").setCalibratedData(c.list));
         const Lines begin{D("[setCalibratedData] start")}, end{D("[setCalibratedData] end")};
-        EXPECT_EQ(begin + (c.log.empty() ? end : c.log), tv.log.take());
+        tv.log.expect(begin + (c.log.empty() ? end : c.log));
         EXPECT_EQ(!c.log.empty(), tv.set.read(kTable) == "kept");
-        EXPECT_EQ(Lines{}, tv.set.takeJournal());
+        tv.set.expectJournal({});
     }
 }
 
@@ -116,7 +116,7 @@ TEST(SetCalibratedData, LeavesNoFileWhenARecordCannotBeWritten) {
         EXPECT_EQ(-1, tv.service->setCalibratedData({channel("FL"), channel("FR")}));
         Lines log{D("[setCalibratedData] start")};
         for (const auto& text : c.log) log.push_back(E("[setCalibratedData] " + text));
-        EXPECT_EQ(log + Lines{D("[setCalibratedData] end")}, tv.log.take());
+        tv.log.expect(log + Lines{D("[setCalibratedData] end")});
         EXPECT_EQ(c.left, tv.set.has(kTable) ? tv.set.read(kTable) : none);
     }
 }
@@ -155,8 +155,8 @@ TEST(GetCalibratedData, ReadsAnyFileAsFarAsItGoes) {
         const std::string name = "[getCalibratedData] ";
         const Lines failed{E("[readCalibratedData] " + c.failure),
                            E(name + "end readCalibratedData failed")};
-        EXPECT_EQ(Lines{D(name + "start")} + (c.failure.empty() ? Lines{D(name + "end")} : failed),
-                  tv.log.take());
+        tv.log.expect(Lines{D(name + "start")} +
+                      (c.failure.empty() ? Lines{D(name + "end")} : failed));
     }
 }
 
@@ -189,7 +189,7 @@ TEST(GetEnabled, IsTrueForTheOneAndNothingElse) {
         tv.start("", c.faults);
         tv.set.write(kFlag, c.flag);
         EXPECT_EQ(c.isOn, tv.service->getEnabled());
-        EXPECT_EQ((Lines{D(name + "start"), c.end}), tv.log.take());
+        tv.log.expect({D(name + "start"), c.end});
     }
 }
 
@@ -240,8 +240,7 @@ TEST(GetCalibrationParameters, ShapesTheTuningOfTheSet) {
              {"FrontHeight", true, bandsFrom(178, 17.8f)}}};
     // clang-format on
     tv.service->getCalibrationParameters([&](const auto& params) { EXPECT_EQ(expected, params); });
-    EXPECT_EQ((Lines{D("[getCalibrationParameters] start"), D("[getCalibrationParameters] end")}),
-              tv.log.take());
+    tv.log.expect({D("[getCalibrationParameters] start"), D("[getCalibrationParameters] end")});
 }
 
 TEST(GetCalibrationParameters, AreZeroWhenTheTuningCannotBeReadWhole) {
@@ -266,7 +265,7 @@ TEST(GetCalibrationParameters, AreZeroWhenTheTuningCannotBeReadWhole) {
         });
         EXPECT_EQ(1, answers);
         const std::string name = "[getCalibrationParameters] ";
-        EXPECT_EQ((Lines{D(name + "start"), E(name + c.failure)}), tv.log.take());
+        tv.log.expect({D(name + "start"), E(name + c.failure)});
     }
 }
 

@@ -29,8 +29,8 @@ std::string told(IBase& service, const TempSet& set, LogCapture& log) {
     set.takeJournal();
     Ends pipe;
     EXPECT_TRUE(debug(service, pipe.to));
-    EXPECT_EQ(Lines{}, log.take());
-    EXPECT_EQ(Lines{}, set.takeJournal());
+    log.expect({});
+    set.expectJournal({});
     return pipe.read();
 }
 

@@ -34,13 +34,10 @@ struct Tv : Running<HdmiAudio> {
 TEST(HdmiAudio, StartWaitsConnectsAndGoesOn) {
     EXPECT_EQ(Lines{D("HdmiAudio mtal open success")}, Tv().startLog);
     const Running<HdmiAudio> tv({.isReady = false}, "MTAL_InitExCb 4");
-    Lines expected;
-    for (int i = 0; i < 200; i++) {
-        expected.push_back(D("<<<<<hdmiaudio waiting dtv_svc>>>>> count:" + to_string(i)));
-    }
-    expected.push_back(D("dtv_svc rpc server failed."));
-    expected.push_back(E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n"));
-    EXPECT_EQ(expected, tv.startLog);
+    EXPECT_EQ(waiting(D("<<<<<hdmiaudio"), 200) +
+                      Lines({D("dtv_svc rpc server failed."),
+                             E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n")}),
+              tv.startLog);
     EXPECT_EQ((Lines{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 4"}), tv.startJournal);
     EXPECT_EQ(20s, tv.clock.now());
 }
@@ -71,7 +68,7 @@ TEST(HdmiAudio, StoredNumbersAreToldByNameAndAnythingElseAsNone) {
         tv.set.write(std::string("config/") + kArcMp4, c.mp4);
         tv.set.write("faults", c.faults);
         EXPECT_EQ(c.names, tv.read());
-        EXPECT_EQ(Lines{D("HIDL getAudioCapabilities")} + c.log, tv.log.take());
+        tv.log.expect(Lines{D("HIDL getAudioCapabilities")} + c.log);
     }
 }
 
@@ -112,7 +109,7 @@ TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
         tv.service->setCallback(new Callback(keep)).isOk();
         tv.set.write("faults", c.faults);
         EXPECT_EQ(c.status, tv.store(c.names));
-        EXPECT_EQ(c.writes, tv.set.takeJournal());
+        tv.set.expectJournal(c.writes);
         EXPECT_EQ(std::vector(c.changed.empty() ? 0 : 1, c.changed), told);
     }
 }
@@ -120,12 +117,11 @@ TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
 TEST(HdmiAudio, LogsWhatItIsAskedAndWhatItStores) {
     Tv tv;
     EXPECT_EQ(0, tv.store({"", "EARC_DD_PLUS", "ARC_MP4AAC_NONE"}));
-    EXPECT_EQ((Lines{D("HIDL hdmiaudio set"), D("setArcMp4Capability, capas list length: 3\\n"),
-                     D("setArcMp4Capability, capas : EARC_DD_PLUS\\n"),
-                     D("setArcMp4Capability, capas : ARC_MP4AAC_NONE\\n"),
-                     D("setArcMp4Capability, call set API capas : 0\\n"),
-                     D("HIDL hdmiaudio set finish")}),
-              tv.log.take());
+    tv.log.expect({D("HIDL hdmiaudio set"), D("setArcMp4Capability, capas list length: 3\\n"),
+                   D("setArcMp4Capability, capas : EARC_DD_PLUS\\n"),
+                   D("setArcMp4Capability, capas : ARC_MP4AAC_NONE\\n"),
+                   D("setArcMp4Capability, call set API capas : 0\\n"),
+                   D("HIDL hdmiaudio set finish")});
 }
 
 /** A client whose death can be asked for: it counts who has. */
@@ -153,8 +149,7 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
          {sp<Callback>(thrice), once, sp<Callback>(thrice), sp<Callback>(thrice)}) {
         tv.service->setCallback(callback).isOk();
     }
-    EXPECT_EQ(Lines{D("callback is nullptr. skip setCallback")} + Lines(4, D("set callback")),
-              tv.log.take());
+    tv.log.expect(Lines{D("callback is nullptr. skip setCallback")} + Lines(4, D("set callback")));
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
     EXPECT_EQ((Calls{3, 0, 1}), calls);
     const Lines log = tv.log.take();
@@ -162,11 +157,11 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
     EXPECT_EQ(D("set callback"), *(log.end() - 2));
 
     tv.service->serviceDied(0, sp<Callback>(thrice));
-    EXPECT_EQ(Lines{E("Monitored process died")} + Lines(3, D("remove callback")), tv.log.take());
+    tv.log.expect(Lines{E("Monitored process died")} + Lines(3, D("remove callback")));
     const sp<Client> stranger = count(0);
     const wp<IBase> gone = sp<IBase>(count(0));
     for (const wp<IBase>& who : {wp<IBase>(stranger), gone}) tv.service->serviceDied(0, who);
-    EXPECT_EQ(Lines(2, E("Monitored process died")), tv.log.take());
+    tv.log.expect(Lines(2, E("Monitored process died")));
     EXPECT_EQ((Calls{2, 1, -1}), (Calls{thrice->links, late->links, stranger->links}));
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
     EXPECT_EQ((Calls{3, 1, 2}), calls);

@@ -102,17 +102,15 @@ TEST(HeadphoneVirtualizer, SwitchesAreKeptOnceTheControllerHasAcceptedThem) {
     Tv tv;
     EXPECT_EQ(0, tv.service->setVirtualizerEnabled(true));
     EXPECT_TRUE(tv.service->getVirtualizerEnabled());
-    EXPECT_EQ((Lines{D("[setVirtualizerEnabled] start. enable:1"), kReady,
-                     D("[setVirtualizerEnabled] end. Return:0"), D("[getVirtualizerEnabled] start"),
-                     D("[getVirtualizerEnabled] end. Return:1")}),
-              tv.log.take());
+    tv.log.expect({D("[setVirtualizerEnabled] start. enable:1"), kReady,
+                   D("[setVirtualizerEnabled] end. Return:0"), D("[getVirtualizerEnabled] start"),
+                   D("[getVirtualizerEnabled] end. Return:1")});
     EXPECT_EQ(0, tv.service->setUpmixEnabled(false));
-    EXPECT_EQ(
-            (Lines{"MTAL_InitExCb(0) = 0",
-                   "MTDRVCUST_dcustom_cust_spec_set(0x20185, {id=32 len=1 data=01}, 264, 0) = 0",
-                   "MTAL_InitExCb(0) = 0",
-                   "MTDRVCUST_dcustom_cust_spec_set(0x20185, {id=33 len=1 data=00}, 264, 0) = 0"}),
-            tv.set.takeJournal());
+    tv.set.expectJournal(
+            {"MTAL_InitExCb(0) = 0",
+             "MTDRVCUST_dcustom_cust_spec_set(0x20185, {id=32 len=1 data=01}, 264, 0) = 0",
+             "MTAL_InitExCb(0) = 0",
+             "MTDRVCUST_dcustom_cust_spec_set(0x20185, {id=33 len=1 data=00}, 264, 0) = 0"});
 
     const struct {
         const char* faults;
@@ -137,12 +135,11 @@ TEST(HeadphoneVirtualizer, SwitchesAreKeptOnceTheControllerHasAcceptedThem) {
     Tv plain({.hasBackEnd = false});
     EXPECT_EQ(-5, plain.service->setUpmixEnabled(false));
     EXPECT_FALSE(plain.service->getUpmixEnabled());
-    EXPECT_EQ((Lines{D("[setUpmixEnabled] start. enable:0"),
-                     E("[setUpmixEnabled] end. HRTF is not supported. Return:-5"),
-                     D("[getUpmixEnabled] start"),
-                     E("[getUpmixEnabled] end. HRTF is not supported.")}),
-              plain.log.take());
-    EXPECT_EQ(Lines{}, plain.set.takeJournal());
+    plain.log.expect({D("[setUpmixEnabled] start. enable:0"),
+                      E("[setUpmixEnabled] end. HRTF is not supported. Return:-5"),
+                      D("[getUpmixEnabled] start"),
+                      E("[getUpmixEnabled] end. HRTF is not supported.")});
+    plain.set.expectJournal({});
 }
 
 TEST(HeadphoneVirtualizer, HasOneType) {
@@ -155,13 +152,12 @@ TEST(HeadphoneVirtualizer, HasOneType) {
     tv.service->getVirtualizerType([](const auto& type) { EXPECT_EQ("Zavo", std::string(type)); });
     tv.service->getAvailableVirtualizerTypes(
             [](const auto& types) { EXPECT_EQ(hidl_vec<hidl_string>{"Zavo"}, types); });
-    EXPECT_EQ((Lines{D("[setVirtualizerType] start type=[x]"),
-                     E("[setVirtualizerType] x is not supported"),
-                     D("[setVirtualizerType] end Return: -5"), D("[getVirtualizerType] start"),
-                     D("[getVirtualizerType] end Return type=[Zavo]"),
-                     D("[getAvailableVirtualizerTypes] start"),
-                     D("[getAvailableVirtualizerTypes] types[i]=[Zavo]")}),
-              tv.log.take());
+    tv.log.expect({D("[setVirtualizerType] start type=[x]"),
+                   E("[setVirtualizerType] x is not supported"),
+                   D("[setVirtualizerType] end Return: -5"), D("[getVirtualizerType] start"),
+                   D("[getVirtualizerType] end Return type=[Zavo]"),
+                   D("[getAvailableVirtualizerTypes] start"),
+                   D("[getAvailableVirtualizerTypes] types[i]=[Zavo]")});
 }
 
 TEST(HeadphoneVirtualizer, HandlesRunThroughAndNeverMeet) {
@@ -189,10 +185,9 @@ TEST(HeadphoneVirtualizer, HandlesRunThroughAndNeverMeet) {
                   failures(tv.log.take()));
     }
     EXPECT_EQ(0, tv.service->allocateParameterBuffer(ParamType(2), 10));
-    EXPECT_EQ((Lines{D("[allocateParameterBuffer] start. ParamType=2, size=10"),
-                     E("[getParamFromType] ParamType(2) is not supported."),
-                     D("[allocateParameterBuffer] end. handle:0")}),
-              tv.log.take());
+    tv.log.expect({D("[allocateParameterBuffer] start. ParamType=2, size=10"),
+                   E("[getParamFromType] ParamType(2) is not supported."),
+                   D("[allocateParameterBuffer] end. handle:0")});
 }
 
 TEST(HeadphoneVirtualizer, ABufferTakesPiecesUpToItsSize) {
@@ -203,11 +198,10 @@ TEST(HeadphoneVirtualizer, ABufferTakesPiecesUpToItsSize) {
     Tv tv;
     for (const int32_t size : {-1, INT32_MIN}) {
         EXPECT_EQ(0, tv.service->allocateParameterBuffer(kHrtf, size));
-        EXPECT_EQ((Lines{D(allocate + "start. ParamType=1, size=" + to_string(size)),
-                         D(make + "start. type=1, handle=-1"), D(release + "star"),
-                         D(release + "end"), D(make + "malloc fail."),
-                         D(allocate + "end. handle:0")}),
-                  tv.log.take());
+        tv.log.expect({D(allocate + "start. ParamType=1, size=" + to_string(size)),
+                       D(make + "start. type=1, handle=-1"), D(release + "star"),
+                       D(release + "end"), D(make + "malloc fail."),
+                       D(allocate + "end. handle:0")});
     }
     const hidl_vec<uint8_t> most(std::vector<uint8_t>(262144)), more(std::vector<uint8_t>(262145));
     for (const int32_t size : {262144, 262145, INT32_MAX}) {
@@ -248,16 +242,14 @@ TEST(HeadphoneVirtualizer, ABufferTakesPiecesUpToItsSize) {
     EXPECT_EQ(-2, tv.service->append(handle, {3, 4}));
     EXPECT_EQ(-2, tv.service->apply(handle, nullptr));
     EXPECT_EQ(0, tv.service->discardParameterBuffer(handle));
-    EXPECT_EQ(
-            (Lines{D("[append] start. handle=" + h), D("[append] ParamType=1"),
+    tv.log.expect({D("[append] start. handle=" + h), D("[append] ParamType=1"),
                    D("[appendInt] start.  registered size=3,  append accumulation=2, data size=2"),
                    E("[appendInt] data size error"), D("[append] end. Return:-2"),
                    D("[apply] start. handle:" + h), D("[apply] ParamType=1"),
                    E("[checkDataSize] data size error! registered size:3, array size:2"),
                    D(discard + "start. handle=" + h), D(discard + "ParamType=1"),
                    D(release + "star"), D(release + "release memory."), D(release + "end"),
-                   D(discard + "end. Return:0")}),
-            tv.log.take());
+                   D(discard + "end. Return:0")});
 }
 
 TEST(HeadphoneVirtualizer, ARefusedApplyLeavesTheBufferReadyForAnother) {
@@ -289,10 +281,9 @@ TEST(HeadphoneVirtualizer, ARefusedApplyLeavesTheBufferReadyForAnother) {
         EXPECT_EQ(c.status, tv.service->apply(handle, c.hasClient ? tv.client : nullptr));
         EXPECT_EQ(c.log, failures(tv.log.take()));
         EXPECT_EQ(-4, tv.service->cancel(handle));
-        EXPECT_EQ((Lines{D("[cancel] start. handle=1"), D("[cancel] ParamType=0"),
-                         D("[cancelInt] start"), W("[cancelInt] cancel failed."),
-                         D("[cancelInt] end. Return:-4"), D("[cancel] end. Return:-4")}),
-                  tv.log.take());
+        tv.log.expect({D("[cancel] start. handle=1"), D("[cancel] ParamType=0"),
+                       D("[cancelInt] start"), W("[cancelInt] cancel failed."),
+                       D("[cancelInt] end. Return:-4"), D("[cancel] end. Return:-4")});
         tv.set.write(c.file, idle);
     }
     tv.set.write("faults", "");
@@ -327,13 +318,11 @@ TEST(HeadphoneVirtualizer, AnUploadGoesItsWay) {
     tv.pass(1ms);
     EXPECT_EQ(Codes{0}, tv.client->outcomes);
     EXPECT_EQ((Codes{-3, -3}), statesDuringTheCallback);
-    EXPECT_EQ((Lines{D("Release Wakelock HidlAudioDevice"),
-                     "I AudioHV: Release Wakelock completed.", D("paramTransferThread finished")}),
-              tv.log.take());
-    EXPECT_EQ((Lines{"acquire_wake_lock(1, \"HidlAudioDevice\") = 0",
-                     "ioctl(zavo_bectrl, 0xC0106301, {size=9}) = 0",
-                     "release_wake_lock(\"HidlAudioDevice\") = 0"}),
-              tv.set.takeJournal());
+    tv.log.expect({D("Release Wakelock HidlAudioDevice"), "I AudioHV: Release Wakelock completed.",
+                   D("paramTransferThread finished")});
+    tv.set.expectJournal({"acquire_wake_lock(1, \"HidlAudioDevice\") = 0",
+                          "ioctl(zavo_bectrl, 0xC0106301, {size=9}) = 0",
+                          "release_wake_lock(\"HidlAudioDevice\") = 0"});
     EXPECT_EQ("the bytes", tv.set.read("bectrl/device_parameters.bin"));
     EXPECT_EQ(-1, tv.service->append(handle, {}));
     EXPECT_EQ(1, tv.client->getStrongCount());

@@ -56,14 +56,12 @@ TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndGoesOnThroughEveryFailure
         LogCapture log;
         const sp<OutputExternal> service = new OutputExternal;
         const bool isConnected = c.faults.find("MTAL") != 0;
-        EXPECT_EQ(Lines{isConnected ? "D -: OutputExternal mtal open success"
-                                    : "E -: ERROR: OutputExternal MTAL_Init.... , r = 3 \\n"} +
-                          c.log,
-                  log.take());
-        EXPECT_EQ((Lines{"IMtkPb_Ctrl_Init() = 0",
-                         "MTAL_InitExCb(0) = " + to_string(isConnected ? 0 : 3)} +
-                   c.journal),
-                  set.takeJournal());
+        log.expect(Lines{isConnected ? "D -: OutputExternal mtal open success"
+                                     : "E -: ERROR: OutputExternal MTAL_Init.... , r = 3 \\n"} +
+                   c.log);
+        set.expectJournal(Lines{"IMtkPb_Ctrl_Init() = 0",
+                                "MTAL_InitExCb(0) = " + to_string(isConnected ? 0 : 3)} +
+                          c.journal);
         EXPECT_EQ(c.left, set.read(kFile));
         EXPECT_EQ(c.file == none ? 0777u : 0666u, set.mode(kFile));
     }
@@ -76,10 +74,7 @@ TEST(OutputExternal, StartWaitsForTheMiddlewareForTwentySecondsAtMost) {
         tvset::VirtualClock clock;
         clock.at(readyAfter, [&] { set.write(kMarker, ""); });
         const sp<OutputExternal> service = new OutputExternal;
-        Lines expected;
-        for (int i = 0; i < count; i++) {
-            expected.push_back("D -: <<<<<hidlaudio waiting dtv_svc>>>>> count:" + to_string(i));
-        }
+        Lines expected = waiting("D -: <<<<<hidlaudio", count);
         if (count == 2000) expected.push_back("D -: dtv_svc rpc server failed.");
         expected.push_back("D -: OutputExternal mtal open success");
         Lines lines = log.take();
@@ -94,20 +89,18 @@ TEST(OutputExternal, SettingGoesToTheStoreThenToTheFileAndBackAtTheNextStart) {
     for (const bool isOn : {false, true}) {
         const std::string mode = isOn ? "0" : "2";
         EXPECT_EQ(0, tv.service->setForceEncodingEnabled(isOn));
-        EXPECT_EQ((Lines{"D -: [setForceEncodingEnabled] start enable:" + to_string(isOn),
-                         "D -: [setForceEncodingEnabled] write(data=" + mode + ") ret = 4",
-                         "D -: [setForceEncodingEnabled] end ret:0"}),
-                  tv.log.take());
-        EXPECT_EQ(Lines{write(isOn ? 0 : 2)}, tv.set.takeJournal());
+        tv.log.expect({"D -: [setForceEncodingEnabled] start enable:" + to_string(isOn),
+                       "D -: [setForceEncodingEnabled] write(data=" + mode + ") ret = 4",
+                       "D -: [setForceEncodingEnabled] end ret:0"});
+        tv.set.expectJournal({write(isOn ? 0 : 2)});
         EXPECT_EQ(isOn ? kOn : kOff, tv.set.read(kFile));
 
         tv.set.remove(kStore);
         const sp<OutputExternal> next = new OutputExternal;
         tv.log.take();
         EXPECT_EQ(isOn, next->getForceEncodingEnabled());
-        EXPECT_EQ((Lines{"D -: [getForceEncodingEnabled] start",
-                         "D -: [getForceEncodingEnabled] end ret:" + to_string(isOn)}),
-                  tv.log.take());
+        tv.log.expect({"D -: [getForceEncodingEnabled] start",
+                       "D -: [getForceEncodingEnabled] end ret:" + to_string(isOn)});
         tv.set.takeJournal();
     }
 }
@@ -134,9 +127,8 @@ TEST(OutputExternal, SettingReportsTheStoreAndOnlyLogsTheFile) {
         if (c.file == none) tv.set.remove(kFile);
         tv.set.write("faults", c.faults);
         EXPECT_EQ(c.status, tv.service->setForceEncodingEnabled(false)) << c.faults;
-        EXPECT_EQ((Lines{"D -: " + name + "start enable:0", c.line,
-                         "D -: " + name + "end ret:" + to_string(c.status)}),
-                  tv.log.take());
+        tv.log.expect({"D -: " + name + "start enable:0", c.line,
+                       "D -: " + name + "end ret:" + to_string(c.status)});
         EXPECT_EQ(c.file, tv.set.has(kFile) ? tv.set.read(kFile) : none) << c.faults;
     }
 }
@@ -152,9 +144,8 @@ TEST(OutputExternal, OnlyTheStoredZeroMeansForced) {
     tv.set.write(kStore, "0");
     tv.set.write("faults", "a_mtktvapi_config_get_value 9");
     EXPECT_FALSE(tv.service->getForceEncodingEnabled());
-    EXPECT_EQ((Lines{"D -: [getForceEncodingEnabled] start",
-                     "E -: getForceEncodingEnabled, MTKTVAPI failed:ret = 9\\n"}),
-              tv.log.take());
+    tv.log.expect({"D -: [getForceEncodingEnabled] start",
+                   "E -: getForceEncodingEnabled, MTKTVAPI failed:ret = 9\\n"});
 }
 
 TEST(OutputExternal, FormatsAndListenersAreAcceptedWithoutEffect) {
@@ -182,8 +173,8 @@ TEST(OutputExternal, FormatsAndListenersAreAcceptedWithoutEffect) {
           "onForceEncodingChanged", "onEncodingFormatChanged"}) {
         log.push_back("D -: [" + std::string(name) + "] start");
     }
-    EXPECT_EQ(log, tv.log.take());
-    EXPECT_EQ(Lines{}, tv.set.takeJournal());
+    tv.log.expect(log);
+    tv.set.expectJournal({});
 }
 
 }  // namespace

@@ -1,15 +1,12 @@
 /* The TV's own speakers: surround type, and position with and without a primary audio HAL. */
 
 #include "V3_1/OutputSpeaker.h"
-#include "host/tvset/clock.h"
 #include "platform/PrimaryHalAccessor.h"
-#include "tests/support/log_capture.h"
 #include "tests/support/program.h"
+#include "tests/support/tv.h"
 
 using namespace com::zavo::dtv::hardware::audio::platform;
-using namespace std::chrono_literals;
 using com::zavo::dtv::hardware::audio::V3_1::implementation::OutputSpeaker;
-using std::to_string;
 
 namespace {
 
@@ -39,12 +36,12 @@ struct Tv {
     void start(const Lines& expectedLog, const Lines& expectedJournal) {
         log.take();
         service = new OutputSpeaker;
-        EXPECT_EQ(kStartLog + expectedLog, log.take());
-        EXPECT_EQ(kStartJournal + expectedJournal, set.takeJournal());
+        log.expect(kStartLog + expectedLog);
+        set.expectJournal(kStartJournal + expectedJournal);
     }
     void setPosition(int type, int status, const Lines& expectedJournal) {
         EXPECT_EQ(status, service->setTvPosition(type));
-        EXPECT_EQ(expectedJournal, set.takeJournal());
+        set.expectJournal(expectedJournal);
     }
 };
 
@@ -97,23 +94,6 @@ TEST(OutputSpeaker, EveryStartTriesToOpenTheDeviceUntilItIsThereAndNeverAgain) {
     tv.start({kRead + "0", kEnd}, {kFind + "0) = 0"});
 }
 
-TEST(OutputSpeaker, AHalThatHangsHoldsUpOneCallForFiveSecondsAndIsGivenUp) {
-    using Clock = std::chrono::steady_clock;
-    Tv tv;
-    const Hal hal;
-    tv.set.write(kPosition, "0");
-    tv.start({kRead + "0", kEnd}, {kOpened, kFind + "0) = 0", kTableTop + "0"});
-    hal.stop();
-    for (const auto limit : {15s, 4s}) {
-        const auto begin = Clock::now();
-        tv.setPosition(1, 0, {kStore + "1, 7) = 0"});
-        EXPECT_GT(limit, Clock::now() - begin);
-    }
-    EXPECT_EQ("W hidl: closed a connection of process " + to_string(hal.pid()) +
-                      ": it did not answer within 5000 ms",
-              tv.log.take()[2]);
-}
-
 TEST(OutputSpeaker, PositionGoesToTheStoreAndToTheHalWhateverEitherSays) {
     const struct {
         int type;
@@ -141,7 +121,7 @@ TEST(OutputSpeaker, PositionGoesToTheStoreAndToTheHalWhateverEitherSays) {
                   kDebug + "set tv position:value = " + position + ", result = " + status,
                   kDebug + "[setTvPosition] end:ret = " + status};
         if (position == type) log.erase(log.begin() + 1);
-        EXPECT_EQ(log, tv.log.take());
+        tv.log.expect(log);
     }
 }
 
@@ -179,27 +159,20 @@ TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
         tv.set.write("faults", c.faults);
         tv.log.take();
         EXPECT_EQ(c.position, int(tv.service->getTvPosition().withDefault({})));
-        EXPECT_EQ(Lines{kDebug + "[getTvPosition] start"} + c.positionLog, tv.log.take());
+        tv.log.expect(Lines{kDebug + "[getTvPosition] start"} + c.positionLog);
         EXPECT_EQ(c.type, int(tv.service->getSurroundType().withDefault({})));
-        EXPECT_EQ(Lines{kDebug + "[getSurroundType] start"} + c.typeLog, tv.log.take());
+        tv.log.expect(Lines{kDebug + "[getSurroundType] start"} + c.typeLog);
     }
 }
 
 TEST(OutputSpeaker, StartGoesOnWithoutTheMiddlewareAfterTwentySeconds) {
-    TempSet set({.isReady = false});
-    set.write("faults", "MTAL_InitExCb 3");
-    LogCapture log;
-    const tvset::VirtualClock clock;
-    const sp<OutputSpeaker> service = new OutputSpeaker;
-    Lines lines = log.take();
-    ASSERT_EQ(1 + 2000 + 4u, lines.size());
-    EXPECT_EQ(kDebug + "<<<<<hidlaudio waiting dtv_svc>>>>> count:1999", lines[2000]);
-    lines.erase(lines.begin(), lines.end() - 4);
-    EXPECT_EQ((Lines{kDebug + "dtv_svc rpc server failed.",
-                     kError + "ERROR: OutputSpeaker MTAL_Init.... , r = 3 \\n",
-                     "E -: load audio interface failed", kNoHal}),
-              lines);
-    EXPECT_EQ(20s, clock.now());
+    const Running<OutputSpeaker> tv({.isReady = false}, "MTAL_InitExCb 3");
+    EXPECT_EQ(Lines{kStartLog[0]} + waiting(kDebug + "<<<<<hidlaudio", 2000) +
+                      Lines({kDebug + "dtv_svc rpc server failed.",
+                             kError + "ERROR: OutputSpeaker MTAL_Init.... , r = 3 \\n",
+                             "E -: load audio interface failed", kNoHal}),
+              tv.startLog);
+    EXPECT_EQ(20s, tv.clock.now());
 }
 
 }  // namespace

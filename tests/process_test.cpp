@@ -155,24 +155,21 @@ TEST(Process, IsNotReachableBeforeEveryServiceIsMade) {
 }
 
 TEST(Process, EndsWhenARegistrationFailsAndKeepsTheEarlierOnes) {
-    const Lines inOrder{"3.1::IHdmiAudio",           "3.1::IOutputEncodingStatusListener",
-                        "3.1::IOutputExternal",      "3.1::IOutputSpeaker",
-                        "3.1::IAcousticCalibration", "4.0::ICenterSpeaker",
-                        "5.0::IHeadphoneVirtualizer"};
-    for (size_t failing = 0; failing < inOrder.size(); failing++) {
+    constexpr int kInOrder[] = {1, 2, 3, 4, 0, 5, 6};  // of registration
+    for (const int failing : kInOrder) {
         const TempSet set;
-        const auto socket = [&](size_t i) {
-            return "run/com.zavo.dtv.hardware.audio@" + inOrder[i] + "%2Fdefault";
-        };
-        std::filesystem::create_directories(set.path(socket(failing) + "/in the way"));
+        const std::string inTheWay = std::regex_replace(kServices[failing], std::regex("/"), "%2F");
+        std::filesystem::create_directories(set.path("run/" + inTheWay + "/file"));
         Program service({"hidlaudio"});
         EXPECT_EQ(1, service.wait());
-        const std::string name = failing == 0 ? "" : inOrder[failing].substr(6) + " ";
-        EXPECT_EQ("E HidlAudio: ########## HIDL " + name +
+        const std::string name = find(kServices[failing], "I(\\w+)/").at(0) + " ";
+        EXPECT_EQ("E HidlAudio: ########## HIDL " + (name == "HdmiAudio " ? "" : name) +
                           "server side: registerAsService() is failed:",
                   split(service.err()).back());
-        for (size_t i = 0; i < inOrder.size(); i++) {
-            EXPECT_EQ(i <= failing, set.has(socket(i))) << inOrder[i];
+        bool isThere = true;
+        for (const int i : kInOrder) {
+            EXPECT_EQ(isThere, set.hasService(kServices[i])) << kServices[i];
+            if (i == failing) isThere = false;
         }
     }
 }

@@ -27,18 +27,14 @@ using Clock = std::chrono::steady_clock;
 /** The waits of the set are this much shorter: 20 seconds are 400 ms. */
 constexpr char kSpeed[] = "50";
 
-class Random {
-  public:
-    explicit Random(unsigned seed) : mGenerator(seed) {}
+struct Random : std::mt19937 {
+    using mt19937::mt19937;
     /** From 0 to below the end. */
-    unsigned below(unsigned end) { return mGenerator() % end; }
+    unsigned below(unsigned end) { return (*this)() % end; }
     template <typename T, size_t N>
     const T& oneOf(const T (&values)[N]) {
         return values[below(N)];
     }
-
-  private:
-    std::mt19937 mGenerator;
 };
 
 /** The outcome of one transfer. */

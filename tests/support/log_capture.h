@@ -1,6 +1,7 @@
 #pragma once
 
 #include <android/log.h>
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <mutex>
@@ -32,6 +33,11 @@ class LogCapture {
     Lines take() {
         const std::lock_guard lock(sMutex);
         return std::exchange(sLines, {});
+    }
+
+    /** Compares what take() gives. @param line of the test, which a failure names. */
+    void expect(const Lines& expected, int line = __builtin_LINE()) {
+        EXPECT_EQ(expected, take()) << "at line " << line;
     }
 
     /** Called with each line on the thread that logs it; set while no other thread does. */

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -63,6 +64,11 @@ class TempSet {
         for (std::string line; std::getline(file, line);) lines.push_back(line);
         std::filesystem::resize_file(path("journal"), 0);
         return lines;
+    }
+    /** Compares what takeJournal() gives. @param line of the test, which a failure names. */
+    void expectJournal(const std::vector<std::string>& expected,
+                       int line = __builtin_LINE()) const {
+        EXPECT_EQ(expected, takeJournal()) << "at line " << line;
     }
 
   private:

@@ -13,6 +13,15 @@ using namespace std::string_literals;
 using android::sp;
 using std::to_string;
 
+/** The log of a wait for the middleware. @param begin of each line, up to its number. */
+inline Lines waiting(const std::string& begin, int count) {
+    Lines lines;
+    for (int i = 0; i < count; i++) {
+        lines.push_back(begin + " waiting dtv_svc>>>>> count:" + to_string(i));
+    }
+    return lines;
+}
+
 /** A set on which services start one after the other. */
 template <typename Service>
 struct Running {
