@@ -35,13 +35,6 @@ std::string call(Texts words, IBase* object = nullptr, Callbacks* callbacks = nu
     return error.what();
 }
 
-/** What stands in a file of tests/data. */
-std::string data(const std::string& name) {
-    const std::string text = ::readFile(SOURCE_DIR "/tests/data/" + name);
-    EXPECT_NE("", text) << name;
-    return text;
-}
-
 /** Makes the FakeHdmiAudio that is served tell its callback these words. */
 const Texts kTell{"audioctl", "call", "IHdmiAudio", "setAudioCapabilities", R"(["tell","\n"])"};
 
@@ -55,7 +48,7 @@ void expectAllFields() {
 }
 
 TEST(Arguments, FitTheirParameterOrAreNamed) {
-    for (const std::string& line : find(data("arguments.txt"), "([^\n]+)\n")) {
+    for (const std::string& line : find(expected("arguments.txt"), "([^\n]+)\n")) {
         const size_t arrow = line.find(" =>");
         std::string problem = call(find(line.substr(0, arrow), "(\\S+)"));
         std::replace(problem.begin(), problem.end(), '\n', '|');
@@ -323,7 +316,7 @@ TEST(Status, ShowsAnyDataOfTheServicesThatAreThere) {
     const sp<FakeSpeaker> speaker = served<FakeSpeaker>();
     Program program({"audioctl", "status"});
     EXPECT_EQ(0, program.wait());
-    EXPECT_EQ(data("status.txt"), program.out());
+    EXPECT_EQ(expected("status.txt"), program.out());
 }
 
 TEST(Picture, IsXmlWithACurveForEachChannel) {

@@ -140,15 +140,12 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
     Calls calls{};  // of thrice, late, once
     const auto count = [&](int i) { return new Client([&, i](const Words&) { calls[i]++; }); };
     const sp<Client> thrice = count(0), late = count(1);
-    const sp<Callback> once = new Callback([&](const Words&) {
+    const sp<Client> once = new Client([&](const Words&) {
         if (calls[2]++ == 0) tv.service->setCallback(late).isOk();
     });
     tv.service->setCallback(nullptr).isOk();
     // Four, so that a fifth finds no room where they are.
-    for (const sp<Callback>& callback :
-         {sp<Callback>(thrice), once, sp<Callback>(thrice), sp<Callback>(thrice)}) {
-        tv.service->setCallback(callback).isOk();
-    }
+    for (const auto& callback : {thrice, once, thrice, thrice}) tv.service->setCallback(callback);
     tv.log.expect(Lines{D("callback is nullptr. skip setCallback")} + Lines(4, D("set callback")));
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
     EXPECT_EQ((Calls{3, 0, 1}), calls);
@@ -156,11 +153,12 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
     EXPECT_EQ(D("issue capability changed callback event"), *(log.end() - 3));
     EXPECT_EQ(D("set callback"), *(log.end() - 2));
 
-    tv.service->serviceDied(0, sp<Callback>(thrice));
+    tv.service->serviceDied(0, thrice);
     tv.log.expect(Lines{E("Monitored process died")} + Lines(3, D("remove callback")));
     const sp<Client> stranger = count(0);
     const wp<IBase> gone = sp<IBase>(count(0));
-    for (const wp<IBase>& who : {wp<IBase>(stranger), gone}) tv.service->serviceDied(0, who);
+    tv.service->serviceDied(0, stranger);
+    tv.service->serviceDied(0, gone);
     tv.log.expect(Lines(2, E("Monitored process died")));
     EXPECT_EQ((Calls{2, 1, -1}), (Calls{thrice->links, late->links, stranger->links}));
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));

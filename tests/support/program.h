@@ -8,6 +8,13 @@
 #include "tests/support/process.h"
 #include "tests/support/temp_set.h"
 
+/** A text that a test expects, from tests/data. */
+inline std::string expected(const std::string& name) {
+    const std::string text = readFile(SOURCE_DIR "/tests/data/" + name);
+    if (text.empty()) abort();
+    return text;
+}
+
 /** A program of the build, running in the environment of the test until this object ends. */
 class Program : public Process {
   public:
