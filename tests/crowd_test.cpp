@@ -61,6 +61,8 @@ TEST_F(Crowd, ListenersAreToldWhateverOneOfThemDoes) {
     const Clock::time_point begin = Clock::now();
     expectTold({"asking" + dd, "ARC_DD_ATMOS", "again" + dd, "again" + dd});
     EXPECT_LT(Clock::now() - begin, std::chrono::seconds(10));
+    // Its first death notice takes both of its registrations.
+    EXPECT_TRUE(mService->hasLogged(": remove callback\nD hdmiaudio: remove callback\n"));
 }
 
 TEST_F(Crowd, ClientsThatComeAndDieLeaveNothing) {

@@ -28,7 +28,7 @@ using Clock = std::chrono::steady_clock;
 constexpr char kSpeed[] = "50";
 
 struct Random : std::mt19937 {
-    using mt19937::mt19937;
+    using std::mt19937::mt19937;
     /** From 0 to below the end. */
     unsigned below(unsigned end) { return (*this)() % end; }
     template <typename T, size_t N>
