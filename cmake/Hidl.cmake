@@ -1,47 +1,53 @@
-# hidl_sources(<variable> <package>@<version>...)
+# hidl_sources(<variable> <root package>)
 #
-# Has the HIDL compiler generate the C++ code of packages into <build>/hidl, and sets the variable
-# to the generated sources. The generated headers exist once the target hidl_generated is built.
+# Has the HIDL compiler generate the C++ code of all packages under a root into <build>/hidl, and
+# sets the variable to the generated sources. The generated headers exist once the target
+# hidl_generated is built.
+#
+# hidl_roots.txt has the roots, as PACKAGE:FOLDER. The folders below one give its packages.
 find_program(HIDL_GEN hidl-gen REQUIRED)
 
 set(HIDL_OUTPUT ${CMAKE_BINARY_DIR}/hidl)
-set(HIDL_ROOTS -R -p ${CMAKE_SOURCE_DIR}
-    -r com.zavo.dtv.hardware.audio:interfaces
-    -r android.hidl:host/interfaces/hidl
-    -r android.hardware:host/interfaces/hardware)
+set(HIDL_OPTIONS -R -p ${CMAKE_SOURCE_DIR} -o ${HIDL_OUTPUT})
+set(HIDL_INPUTS)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+             ${CMAKE_CURRENT_LIST_DIR}/hidl_roots.txt)
+file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/hidl_roots.txt HIDL_ROOTS)
+foreach(root ${HIDL_ROOTS})
+    string(REGEX MATCH "^(.*):(.*)$" root ${root})
+    set(HIDL_FOLDER_${CMAKE_MATCH_1} ${CMAKE_SOURCE_DIR}/${CMAKE_MATCH_2})
+    list(APPEND HIDL_OPTIONS -r ${root})
+    file(GLOB_RECURSE inputs CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${CMAKE_MATCH_2}/*.hal
+                                               ${CMAKE_SOURCE_DIR}/${CMAKE_MATCH_2}/current.txt)
+    list(APPEND HIDL_INPUTS ${inputs})
+endforeach()
 
 if(NOT TARGET hidl_generated)
     add_custom_target(hidl_generated)
 endif()
 
-function(hidl_sources variable)
-    set(sources)
-    foreach(package ${ARGN})
-        string(REPLACE "@" "/" path ${package})
-        string(REGEX REPLACE "^com[.]zavo[.]dtv[.]hardware[.]audio/" "interfaces/" folder ${path})
-        string(REGEX REPLACE "^android[.](hidl|hardware)[.]" "host/interfaces/\\1/"
-               folder ${folder})
-        file(GLOB definitions CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.hal)
-        string(REGEX MATCH "^[^/]+" name ${path})
-        string(REPLACE "." "/" output ${name})
-        string(REGEX REPLACE "^[^/]+" "${output}" output ${path})
+function(hidl_sources variable root)
+    string(REPLACE "." "/" prefix ${root})
+    file(GLOB_RECURSE definitions RELATIVE ${HIDL_FOLDER_${root}} ${HIDL_FOLDER_${root}}/*.hal)
+    list(TRANSFORM definitions PREPEND ${prefix}/)
+    list(TRANSFORM definitions REPLACE "/[^/]*$" "" OUTPUT_VARIABLE folders)
+    list(REMOVE_DUPLICATES folders)
 
-        set(generated)
-        foreach(definition ${definitions})
-            get_filename_component(stem ${definition} NAME_WE)
-            string(REGEX REPLACE "^I(.*)$" "\\1All" stem ${stem})
-            list(APPEND generated ${HIDL_OUTPUT}/${output}/${stem}.cpp)
-        endforeach()
-        set(frozen ${CMAKE_SOURCE_DIR}/interfaces/current.txt
-                   ${CMAKE_SOURCE_DIR}/host/interfaces/hidl/current.txt
-                   ${CMAKE_SOURCE_DIR}/host/interfaces/hardware/current.txt)
-        file(GLOB_RECURSE imports CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/interfaces/*.hal
-                                                    ${CMAKE_SOURCE_DIR}/host/interfaces/*.hal)
+    set(sources)
+    foreach(folder ${folders})
+        set(generated ${definitions})
+        list(FILTER generated INCLUDE REGEX "^${folder}/")
+        list(TRANSFORM generated REPLACE "/I([^/]*)[.]hal$" "/\\1All.cpp")
+        list(TRANSFORM generated REPLACE "[.]hal$" ".cpp")
+        list(TRANSFORM generated PREPEND ${HIDL_OUTPUT}/)
+
+        string(REGEX REPLACE "/([^/]*)$" "@\\1" package ${folder})
+        string(REPLACE "/" "." package ${package})
         add_custom_command(
             OUTPUT ${generated}
-            COMMAND ${HIDL_GEN} ${HIDL_ROOTS} -o ${HIDL_OUTPUT} -L c++-headers ${package}
-            COMMAND ${HIDL_GEN} ${HIDL_ROOTS} -o ${HIDL_OUTPUT} -L c++-sources ${package}
-            DEPENDS ${imports} ${frozen}
+            COMMAND ${HIDL_GEN} ${HIDL_OPTIONS} -L c++-headers ${package}
+            COMMAND ${HIDL_GEN} ${HIDL_OPTIONS} -L c++-sources ${package}
+            DEPENDS ${HIDL_INPUTS}
             COMMENT "Generating ${package}")
         list(APPEND sources ${generated})
         string(REGEX REPLACE "[^a-z0-9_]" "_" target hidl_${package})
