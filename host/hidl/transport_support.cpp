@@ -107,7 +107,7 @@ status_t readEmbeddedFromParcel(const hidl_string& string, const Parcel& parcel,
     const size_t length = string.size();  // as the peer wrote it: 32 bits
     size_t handle;
     const void* data;
-    status_t error = parcel.readBuffer(length + 1, &handle, &data);
+    status_t error = parcel.readBuffer(uint64_t{length} + 1, &handle, &data);
     // The structure lies in the message; it must not be taken for an owner of the peer's pointer.
     auto* target = new (const_cast<hidl_string*>(&string)) hidl_string;
     if (error != OK) return error;
@@ -120,7 +120,7 @@ status_t readEmbeddedFromParcel(const hidl_string& string, const Parcel& parcel,
 status_t writeEmbeddedToParcel(const hidl_string& string, Parcel* parcel, size_t handle,
                                size_t offset) {
     parcel->clearEmbedded(handle, offset, static_cast<uint32_t>(string.size()));
-    return parcel->writeBytes(string.c_str(), string.size() + 1);
+    return parcel->writeBytes(string.c_str(), uint64_t{string.size()} + 1);
 }
 
 sp<IBinder> getOrCreateCachedBinder(IBase* object) {
