@@ -174,12 +174,6 @@ TEST(Process, EndsWhenARegistrationFailsAndKeepsTheEarlierOnes) {
     }
 }
 
-size_t threadCount(const Process& process) {
-    const std::filesystem::directory_iterator threads("/proc/" + std::to_string(process.pid()) +
-                                                      "/task");
-    return size_t(std::distance(begin(threads), end(threads)));
-}
-
 TEST(Process, WaitsForADeclaredHalAndStillServesOnOneThread) {
     const TempSet set({.hasHal = true});
     Program service({"hidlaudio"});
@@ -188,7 +182,7 @@ TEST(Process, WaitsForADeclaredHalAndStillServesOnOneThread) {
                                   " is declared but not registered; waited 1 s for it"));
     const Hal hal;
     ASSERT_TRUE(Program::poll([&] { return set.hasService(kServices.back()); }));
-    EXPECT_EQ(1u, threadCount(service));
+    EXPECT_EQ(1, threadCount(service.pid()));
     EXPECT_EQ("setParameters([], [{\"tv_position\", \"table_top\"}]) = 0",
               find(set.read("journal"), "(setParameters.*)\n").at(0));
 }

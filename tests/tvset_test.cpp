@@ -167,7 +167,7 @@ TEST(SpeedDeathTest, IsAWholeNumberFromOneAndShortensEverySleep) {
     for (const char* bad : {"", "0", "-3", "2.5", "fast"}) EXPECT_EQ(1, tvset::parseSpeed(bad));
     EXPECT_NE("", testing::internal::GetCapturedStderr());
 
-    testing::FLAGS_gtest_death_test_style = "threadsafe";  // the speed is read once a process
+    // The speed is read once a process, and here only in that of EXPECT_EXIT.
     const auto sleepLong = [] {
         setenv("TVSET_SPEED", "1000", 1);
         const auto start = std::chrono::steady_clock::now();

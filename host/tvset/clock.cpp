@@ -33,7 +33,7 @@ nanoseconds durationOf(const timespec& time) {
 }
 
 timespec timespecOf(nanoseconds duration) {
-    return {duration / seconds(1), (duration % seconds(1)).count()};
+    return {time_t(duration / seconds(1)), long((duration % seconds(1)).count())};
 }
 
 int sleepForReal(nanoseconds duration, timespec* remaining) {
@@ -65,7 +65,7 @@ void fire(int timer) {
 int setVirtualTimer(int timer, nanoseconds delay, itimerspec* old) {
     constexpr time_t kFarOff = 1'000'000'000;
     static std::atomic<uint32_t> sMarks{0};
-    const timespec mark{0, 1 + ++sMarks % 999'999'999};
+    const timespec mark{0, 1 + long(++sMarks % 999'999'999)};
     const itimerspec farOff{mark, {kFarOff, 0}};
     if (__real_timerfd_settime(timer, 0, &farOff, old) != 0) return -1;
     after(delay, [=, own = std::make_shared<unique_fd>(fcntl(timer, F_DUPFD_CLOEXEC, 0))] {

@@ -6,9 +6,16 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
+
+/** How many threads a process has, but for that of an emulator. */
+inline int threadCount(pid_t pid) {
+    const std::filesystem::directory_iterator threads("/proc/" + std::to_string(pid) + "/task");
+    return int(std::distance(begin(threads), end(threads))) - (*EMULATOR != '\0');
+}
 
 /** A process of its own, until the object ends. */
 class Process {
@@ -50,7 +57,7 @@ class Process {
     }
     /** For how long its first thread has run, to the nanosecond. */
     std::chrono::nanoseconds workTime() const {
-        long time = -1;
+        int64_t time = -1;
         std::ifstream("/proc/" + std::to_string(mPid) + "/schedstat") >> time;
         return std::chrono::nanoseconds(time);
     }

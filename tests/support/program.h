@@ -50,6 +50,7 @@ class Program : public Process {
               redirect(folder + "/out", STDOUT_FILENO);
               redirect(folder + "/err", STDERR_FILENO);
               words[0] = std::filesystem::path(BINARY_DIR) / words[0];
+              if (*EMULATOR != '\0') words.insert(words.begin(), EMULATOR);
               std::vector<char*> arguments;
               for (std::string& word : words) arguments.push_back(word.data());
               arguments.push_back(nullptr);
