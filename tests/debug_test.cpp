@@ -132,6 +132,12 @@ TEST(Debug, TellsOfTheCalibration) {
             " 122\nvolume, 0.1 dB from 128: 153\ndelays, samples: FL 48, FR 96\nac_offset, dB: "
             "2.5\n";
     EXPECT_EQ(1u, countOf(told(*tv.service, tv.set, tv.log), kSent));
+    for (const char* faults : {"MTAL_InitExCb 3", "MTDRVCUST_dcustom_cust_spec_get 7"}) {
+        tv.set.write("faults", faults);
+        tv.service = new AcousticCalibration;
+        const std::string started = told(*tv.service, tv.set, tv.log);
+        EXPECT_EQ(Lines{"no answer"}, find(started, "controller at start: (.*)\n")) << faults;
+    }
 }
 
 TEST(Debug, TellsWhereTheAnswersOfTheCentreSpeakerComeFrom) {
