@@ -196,14 +196,13 @@ void HdmiAudio::notify(const std::vector<std::string>& changed) {
 void HdmiAudio::removeCallback(const sp<IBase>& died) {
     const std::lock_guard<std::mutex> lock(mCallbackLock);
     if (mCallbacks.empty()) return;
-    for (auto it = mCallbacks.begin(); it != mCallbacks.end();) {
-        if (!interfacesEqual(*it, died)) {
-            ++it;
-            continue;
-        }
+    const auto isOfDied = [&](const sp<V1_1::IHdmiAudioCallback>& callback) {
+        if (!interfacesEqual(callback, died)) return false;
         ALOGD("remove callback");
-        it = mCallbacks.erase(it);
-    }
+        return true;
+    };
+    mCallbacks.erase(std::remove_if(mCallbacks.begin(), mCallbacks.end(), isOfDied),
+                     mCallbacks.end());
     died->unlinkToDeath(this).isOk();
 }
 

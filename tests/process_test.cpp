@@ -185,6 +185,9 @@ TEST(Process, WaitsForADeclaredHalAndStillServesOnOneThread) {
     EXPECT_EQ(1, threadCount(service.pid()));
     EXPECT_EQ("setParameters([], [{\"tv_position\", \"table_top\"}]) = 0",
               find(set.read("journal"), "(setParameters.*)\n").at(0));
+    hal.stop();
+    EXPECT_EQ("0\n", audioctl("call IOutputSpeaker setTvPosition 1").out);
+    EXPECT_TRUE(service.hasLogged("it did not answer within 3000 ms"));
 }
 
 TEST(Process, WaitsOnceForAHalThatHangs) {
@@ -203,6 +206,7 @@ TEST(Process, PutsItsSocketsBackWhenTheirDirectoryIsRemoved) {
     const TempSet set;
     const Service service;
     std::filesystem::remove_all(set.path("run"));
+    EXPECT_TRUE(service.hasLogged("its sockets are back"));
     EXPECT_TRUE(isServing());
     EXPECT_EQ(Lines{set.path("run") + " was removed; its sockets are back"},
               find(service.err(), "W hidl: (.*)\n"));

@@ -44,6 +44,7 @@ std::vector<std::string> newestServices() {
     std::map<std::string, std::pair<std::pair<int, int>, std::string>> newest;
     for (const std::string& name : names) {
         const size_t at = name.find('@'), end = name.find("::", at);
+        if (at == name.npos || end == name.npos) continue;  // no name of a service
         std::pair<int, int> version;
         sscanf(name.c_str() + at, "@%d.%d", &version.first, &version.second);
         auto& best = newest[name.substr(0, at) + name.substr(end)];

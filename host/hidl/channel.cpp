@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <limits.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <time.h>
 
@@ -15,8 +16,15 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/** How late a deadline may be noticed: the system calls wait no longer than this. */
-constexpr timeval kSocketTimeout{0, 20'000};
+/**
+ * Waits for a peer, for a moment: a deadline may be noticed that late. The socket's own time limits
+ * are of no use, since the peer may have kept a descriptor by which it can change them.
+ */
+void waitFor(int socket, short events) {
+    constexpr int kMomentMs = 20;
+    pollfd waiting{socket, events, 0};
+    poll(&waiting, 1, kMomentMs);
+}
 
 }  // namespace
 
@@ -32,9 +40,6 @@ Channel::Channel(ForeignFd socket, pid_t peer, PeerKind kind)
     // As much as the system grants: a message that fits is sent without waking the peer halfway.
     const int bufferSize = limits::kMaxMessageSize;
     setsockopt(mSocket, SOL_SOCKET, SO_SNDBUF, &bufferSize, sizeof(bufferSize));
-    if (mKind == PeerKind::SERVICE) return;
-    setsockopt(mSocket, SOL_SOCKET, SO_SNDTIMEO, &kSocketTimeout, sizeof(kSocketTimeout));
-    setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &kSocketTimeout, sizeof(kSocketTimeout));
 }
 
 Channel::~Channel() {
@@ -49,16 +54,18 @@ status_t Channel::send(const MessageHeader& header, const Parcel& parcel, Deadli
 
 status_t Channel::send(Outgoing* outgoing, Deadline deadline) {
     while (true) {
-        const ssize_t sent = outgoing->send(mSocket, 0);
+        const ssize_t sent = outgoing->send(mSocket, isBounded() ? MSG_DONTWAIT : 0);
         if (outgoing->isSent()) return OK;
         if (sent < 0 && errno != EAGAIN && errno != EINTR) return DEAD_OBJECT;
         if (coarseNow() >= deadline) return TIMED_OUT;
+        if (isBounded()) waitFor(mSocket, POLLOUT);
     }
 }
 
 status_t Channel::receive(Message* message, Deadline deadline) {
     while (true) {
-        switch (message->receive(mSocket, 0)) {
+        if (isBounded()) waitFor(mSocket, POLLIN);  // nothing has come yet, as a rule
+        switch (message->receive(mSocket, isBounded() ? MSG_DONTWAIT : 0)) {
             case Message::Progress::kComplete:
                 return OK;
             case Message::Progress::kPartial:

@@ -38,6 +38,8 @@ class Channel {
     int socket() const { return mSocket.get(); }
     Peer& peer() const { return *mPeer; }
     PeerKind kind() const { return mKind; }
+    /** Whether the peer is waited for with a deadline. */
+    bool isBounded() const { return mKind != PeerKind::SERVICE; }
 
     /**
      * Sends a whole message.

@@ -10,13 +10,15 @@
 #include <algorithm>
 #include <climits>
 #include <thread>
-#include <vector>
 
 #include <log/log.h>
 
 namespace android::hardware {
 
 namespace {
+
+/** Most events, and most of what is due, handled in one go, so that both have their turn. */
+constexpr int kBatch = 16;
 
 /** Every connection is a descriptor: be content with no fewer than the system allows. */
 void raiseDescriptorLimit() {
@@ -85,18 +87,18 @@ int EventLoop::timeToNext() const {
 }
 
 void EventLoop::runDue() {
-    std::vector<std::function<void()>> due;
-    while (!mDue.empty() && mDue.begin()->first <= Clock::now()) {
-        due.push_back(std::move(mDue.begin()->second));
-        mDue.erase(mDue.begin());
+    for (int i = 0; i < kBatch && !mDue.empty() && mDue.begin()->first <= Clock::now(); i++) {
+        const auto next = mDue.extract(mDue.begin());
+        next.mapped()();
     }
-    for (const auto& function : due) function();
 }
 
 void EventLoop::runOnce(std::chrono::milliseconds wait) {
-    epoll_event events[16];
-    const int count = epoll_wait(mEpoll, events, static_cast<int>(std::size(events)),
-                                 static_cast<int>(wait.count()));
+    epoll_event events[kBatch];
+    const int due = timeToNext();
+    int limit = static_cast<int>(wait.count());
+    if (due >= 0 && (limit < 0 || due < limit)) limit = due;
+    const int count = epoll_wait(mEpoll, events, kBatch, limit);
     for (int i = 0; i < count; i++) {
         // An event handled before may have ended this source.
         if (const auto source = find(events[i].data.u64); source != nullptr) {
@@ -118,7 +120,7 @@ void EventLoop::runInBackground() {
 }
 
 void EventLoop::serve() {
-    while (true) runOnce(std::chrono::milliseconds(timeToNext()));
+    while (true) runOnce(std::chrono::milliseconds(-1));
 }
 
 }  // namespace android::hardware

@@ -49,7 +49,7 @@ class EventLoop {
     /** Runs on a thread of its own, unless it runs already. */
     void runInBackground();
 
-    /** Waits at most `wait` for events and handles them. For run() and for tests. */
+    /** Waits at most `wait` for events, less than 0: without limit, and handles them. */
     void runOnce(std::chrono::milliseconds wait);
 
   private:

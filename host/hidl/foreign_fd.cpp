@@ -5,7 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <system_error>
+#include <exception>
 #include <thread>
 
 namespace android::hardware {
@@ -28,16 +28,18 @@ bool isUnixStream(int fd) {
            getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_STREAM;
 }
 
-void ForeignCloser::Close(int fd) try {
+void ForeignCloser::Close(int fd) {
     if (!canBlock(fd)) {
         close(fd);
         return;
     }
     const linger none{};
     setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof(none));
-    std::thread([fd] { close(fd); }).detach();
-} catch (const std::system_error&) {  // no thread left: this one has to do it
-    close(fd);
+    try {
+        std::thread([fd] { close(fd); }).detach();
+    } catch (const std::exception&) {
+        // Without a thread or memory for one it stays open: better than to hold up everybody.
+    }
 }
 
 }  // namespace android::hardware

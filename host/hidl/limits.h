@@ -22,10 +22,14 @@ constexpr size_t kMaxMessageFds = 64;
 
 /** Most connections of a peer. */
 constexpr size_t kMaxConnections = 2048;
+/** Most links to the death of one object. */
+constexpr size_t kMaxDeathLinks = 4096;
 /** Calls that one thread serves inside each other; each takes some of its stack. */
 constexpr int kMaxNesting = 32;
 /** Memory, in bytes, for messages that are not yet complete. */
 constexpr size_t kMaxPeerMemory = 4 << 20, kMaxMemory = 256 << 20;
+/** What a descriptor of such a message counts. */
+constexpr size_t kDescriptorCost = 64 << 10;
 
 /** Time to take and answer a call of a thread that serves nobody: at start, and of a worker. */
 constexpr Duration kAnswerTimeout = 5s;

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -50,7 +51,7 @@ Message::Progress Message::receive(int socket, int flags) try {
 
 Message::Progress Message::advance() {
     if (mFds.size() > kMaxMessageFds) return reject("too many descriptors");
-    if (mBytes.size() < sizeof(MessageHeader)) return Progress::kPartial;
+    if (mBytes.size() < sizeof(MessageHeader)) return hold(0);
 
     const MessageHeader& head = header();
     if (head.kind != MessageHeader::kCall && head.kind != MessageHeader::kReply) {
@@ -67,10 +68,13 @@ Message::Progress Message::advance() {
         }
         return Progress::kComplete;
     }
-    if (total > mBytes.capacity()) {
-        if (!mMemory.claim(total)) return reject("its unfinished messages take too much memory");
-        mBytes.reserve(total);
-    }
+    return hold(total > mBytes.capacity() ? total : 0);
+}
+
+Message::Progress Message::hold(size_t total) {
+    const size_t claimed = std::max(total, mHeapSize) + mFds.size() * limits::kDescriptorCost;
+    if (!mMemory.claim(claimed)) return reject("its unfinished messages take too much memory");
+    if (total > 0) mBytes.reserve(mHeapSize = total);
     return Progress::kPartial;
 }
 
@@ -89,6 +93,7 @@ void Message::moveTo(Parcel* parcel, const Channel& channel) {
     parcel->mPosition = sizeof(MessageHeader);
     parcel->mChannel = &channel;
     mMemory.release();
+    mHeapSize = 0;
 }
 
 }  // namespace android::hardware

@@ -74,10 +74,13 @@ class Message {
 
   private:
     Progress advance();
+    /** What has come waits for the rest, `total` bytes in all if they need the heap. */
+    Progress hold(size_t total);
     Progress reject(const char* error);
 
     SmallVector<uint8_t, 1024> mBytes;
     std::vector<ForeignFd> mFds;
+    size_t mHeapSize = 0;
     Peer::Memory mMemory;
     const char* mError = "";
 };

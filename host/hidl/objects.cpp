@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "host/hidl/rpc.h"
 
@@ -76,6 +77,7 @@ class ServedConnection : public EventSource, public std::enable_shared_from_this
     Channel mChannel;
     Message mCall{mChannel.peer()};
     EventLoop::Key mKey = 0;
+    bool mGoesOn = false;  // with what is behind a one-way call
 };
 
 void ServedConnection::onEvents(uint32_t) {
@@ -88,9 +90,10 @@ bool ServedConnection::readCall() {
         switch (mCall.receive(mChannel.socket(), MSG_DONTWAIT)) {
             case Message::Progress::kComplete:
                 if (!serveCall()) return false;
-                if (!mCall.isEmpty()) {
+                if (!mCall.isEmpty() && !std::exchange(mGoesOn, true)) {
                     // Behind a one-way call there may be another: others have their turn first.
                     EventLoop::instance().runAt(Clock::now(), [self = shared_from_this()] {
+                        self->mGoesOn = false;
                         if (!self->mChannel.isShutDown()) self->onEvents(0);
                     });
                 }
@@ -163,6 +166,10 @@ status_t BpHwBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, 
 status_t BpHwBinder::linkToDeath(const sp<DeathRecipient>& recipient) {
     std::lock_guard<std::mutex> lock(mRecipientLock);
     if (isDead()) return DEAD_OBJECT;
+    if (mRecipients.size() >= limits::kMaxDeathLinks) {
+        mChannel.reject("its object has too many death links");
+        return NO_MEMORY;
+    }
     mRecipients.push_back(recipient);
     if (mWatchKey == 0) {
         EventLoop::instance().add(mChannel.socket(), EPOLLRDHUP, std::make_shared<Watch>(this),
@@ -225,14 +232,17 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
     return OK;
 }
 
-sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, pid_t peer) {
+sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Channel& channel) {
     if (reference.kind == ObjectReference::kReturned) return findExported(reference.identity);
+    const Peer& peer = channel.peer();
     if (reference.kind != ObjectReference::kSentAlong || reference.identity.isNull() ||
-        !isUnixStream(socket) || trustedPeer(socket) != peer ||
-        Peer::of(peer)->connections() >= limits::kMaxConnections) {
+        !isUnixStream(socket) || trustedPeer(socket) != peer.pid() ||
+        peer.connections() >= limits::kMaxConnections) {
         return nullptr;
     }
-    return import(reference.identity, std::move(socket), peer, PeerKind::CLIENT);
+    const bool isHal = channel.kind() == PeerKind::HAL;
+    return import(reference.identity, std::move(socket), peer.pid(),
+                  isHal ? PeerKind::HAL : PeerKind::CLIENT);
 }
 
 void exportObject(const sp<BHwBinder>& object) {

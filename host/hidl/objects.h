@@ -62,12 +62,12 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
                base::unique_fd* end);
 
 /**
- * The object of a reference that a peer sent. One that is known already keeps its connection, and
- * the new one is dropped.
+ * The object of a reference that the peer of a channel sent. One that is known already keeps its
+ * connection, and the new one is dropped.
  *
  * @return null if there is no such object, or the socket is not a connection to the peer.
  */
-sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, pid_t peer);
+sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Channel& channel);
 
 /** Lets peers that know the identity of an object call it, or send it back. */
 void exportObject(const sp<BHwBinder>& object);

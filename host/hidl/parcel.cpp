@@ -156,7 +156,7 @@ status_t Parcel::readNullableStrongBinder(sp<IBinder>* binder) const {
     if (reference->kind == ObjectReference::kSentAlong && mNextFd < mFds.size()) {
         socket = std::move(mFds[mNextFd++]);
     }
-    *binder = resolve(*reference, std::move(socket), mChannel->peer().pid());
+    *binder = resolve(*reference, std::move(socket), *mChannel);
     return *binder != nullptr ? OK : malformed();
 }
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <map>
+#include <utility>
 
 #include <log/log.h>
 
@@ -51,7 +52,8 @@ void Peer::logClosed(const char* why) const {
     ALOGW("closed a connection of process %d: %s", mPid, why);
 }
 
-void Peer::logNotCalled() const {
+void Peer::logNotCalled(uint64_t call) {
+    if (std::exchange(mCallMissed, call) == call) return;
     ALOGW("did not call process %d: no time is left for it", mPid);
 }
 

@@ -26,8 +26,8 @@ class Peer {
 
     /** Logs why a connection is ended: the one line that a peer gets. */
     void logClosed(const char* why) const;
-    /** Logs that the peer misses a call. */
-    void logNotCalled() const;
+    /** Logs, once while a call is served, that the peer misses calls. Of the RPC thread. */
+    void logNotCalled(uint64_t call);
     /** Counts a peer that did not answer in time as dead: ends all connections with it. */
     void giveUp(const char* why);
     bool isGivenUp() const { return mIsGivenUp; }
@@ -66,6 +66,7 @@ class Peer {
     size_t mMemory = 0;                            // guarded by the lock of all peers
     std::atomic<bool> mIsGivenUp{false};
     uint64_t mCall = 0;
+    uint64_t mCallMissed = 0;
     limits::Duration mWaited{0};
 };
 

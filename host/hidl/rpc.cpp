@@ -45,13 +45,13 @@ class TransactionSpace {
     bool isGranted() const { return mIsGranted; }
 
   private:
-    static constexpr size_t kLimit = limits::kTransactionSpace;
-    static std::atomic<size_t> sTaken;
+    static constexpr uint64_t kLimit = limits::kTransactionSpace;
+    static std::atomic<uint64_t> sTaken;
 
-    const size_t mSize;
+    const uint64_t mSize;
     const bool mIsGranted;
 };
-std::atomic<size_t> TransactionSpace::sTaken{0};
+std::atomic<uint64_t> TransactionSpace::sTaken{0};
 
 /** The time that this thread has left for waiting while it serves calls. */
 struct WaitBudget {
@@ -148,7 +148,7 @@ status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& d
                   Parcel* reply) {
     const Wait wait(channel);
     if (wait.isTooShort()) {
-        channel.peer().logNotCalled();
+        channel.peer().logNotCalled(tBudget.call);
         return WOULD_BLOCK;
     }
     status_t status = channel.send(header, data, wait.deadline());

@@ -23,6 +23,7 @@
 #include <new>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include <android-base/stringprintf.h>
 #include <hwbinder/ProcessState.h>
@@ -40,6 +41,9 @@ namespace {
 
 /** How long somebody who removes a whole set may take from the run directory to the set itself. */
 constexpr auto kRemovalTime = std::chrono::milliseconds(200);
+/** How long others may hold the directory's lock: a registration takes no time. */
+constexpr auto kLockInterval = std::chrono::milliseconds(20);
+constexpr int kLockTries = 150;
 /** After which new clients are accepted again when there were no descriptors left. */
 constexpr auto kDescriptorWait = std::chrono::milliseconds(100);
 /** How often a service that is waited for is looked up. */
@@ -88,7 +92,7 @@ class RunDirectory {
     /** Keeps others from registering until the object ends. @return OK or a negative errno. */
     status_t prepare() const {
         struct stat owner;
-        if (mFd < 0 || TEMP_FAILURE_RETRY(flock(mFd, LOCK_EX)) != 0) return -errno;
+        if (mFd < 0 || flock(mFd, LOCK_EX | LOCK_NB) != 0) return -errno;
         if (fstat(mFd, &owner) != 0 || owner.st_uid != geteuid()) return PERMISSION_DENIED;
         return fchmod(mFd, 0700) == 0 ? OK : -errno;
     }
@@ -117,13 +121,24 @@ class RunDirectory {
 
     void remove(const std::string& name) const { unlinkat(mFd, name.c_str(), 0); }
 
-    /** Connects to the socket of an object; invalid if no process listens there. */
+    /** Connects to the socket of an object; invalid, with errno, if no process accepts it now. */
     ForeignFd connectTo(const Identity& identity) const {
-        ForeignFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ForeignFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         const sockaddr_un address = addressOf(identity);
         const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-        if (TEMP_FAILURE_RETRY(connect(socket, generic, sizeof(address))) != 0) socket.reset();
+        if (connect(socket, generic, sizeof(address)) != 0) {
+            const int error = errno;
+            socket.reset();
+            errno = error;
+        } else {
+            fcntl(socket, F_SETFL, 0);
+        }
         return socket;
+    }
+
+    /** Whether a live process serves an object, be it that it accepts nobody now. */
+    bool isServed(const Identity& identity) const {
+        return connectTo(identity) >= 0 || errno == EAGAIN;
     }
 
     unique_fd listenAt(const Identity& identity) const {
@@ -198,7 +213,8 @@ class Services : public EventSource {
     std::vector<std::shared_ptr<Service>> mServices;                   // guarded by mLock
     std::multimap<std::string, std::function<void()>> mNotifications;  // guarded by mLock
     const unique_fd mInotify{inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
-    int mWatch = -1;  // guarded by mLock
+    int mWatch = -1;            // guarded by mLock
+    bool mIsRestoring = false;  // guarded by mLock
     EventLoop::Key mKey = 0;
 };
 
@@ -208,7 +224,7 @@ std::optional<sp<IBinder>> lookUp(const std::string& link);
 bool Service::isTaken(const RunDirectory& directory) const {
     return std::any_of(mLinks.begin(), mLinks.end(), [&](const std::string& link) {
         Identity identity;
-        return directory.find(link, &identity) && directory.connectTo(identity) >= 0;
+        return directory.find(link, &identity) && directory.isServed(identity);
     });
 }
 
@@ -270,11 +286,16 @@ status_t Services::add(const std::shared_ptr<Service>& service) {
     for (const auto& other : mServices) {
         if (other->serves(*service)) return INVALID_OPERATION;
     }
-    if (status_t error = watchDirectory(); error != OK) return error;
+    if (watchDirectory() != OK) ALOGW("the run directory is not watched: %s", strerror(errno));
     const RunDirectory directory;
-    if (status_t error = directory.prepare(); error != OK) return error;
+    status_t error = directory.prepare();
+    for (int i = 0; error == -EWOULDBLOCK && i < kLockTries; i++) {
+        std::this_thread::sleep_for(kLockInterval);
+        error = directory.prepare();
+    }
+    if (error != OK) return error;
     if (service->isTaken(directory)) return ALREADY_EXISTS;
-    if (status_t error = service->publish(directory); error != OK) return error;
+    if (error = service->publish(directory); error != OK) return error;
     mServices.push_back(service);
     service->start(service);
     return OK;
@@ -302,6 +323,7 @@ void Services::onEvents(uint32_t) {
         } else if (event.mask & (IN_DELETE | IN_MOVED_FROM) && event.name == name) {
             // Whoever removes the set as a whole shall have time to do so.
             inotify_rm_watch(mInotify, mWatch);
+            if (std::exchange(mIsRestoring, true)) continue;
             EventLoop::instance().runAt(EventLoop::Clock::now() + kRemovalTime,
                                         [this] { restore(); });
         }
@@ -316,6 +338,11 @@ void Services::restore() {
     status_t error = watchDirectory();
     const RunDirectory directory;
     if (error == OK) error = directory.prepare();
+    if (error == -EWOULDBLOCK) {  // somebody else registers
+        EventLoop::instance().runAt(EventLoop::Clock::now() + kLockInterval, [this] { restore(); });
+        return;
+    }
+    mIsRestoring = false;
     for (const auto& service : mServices) {
         if (error != OK) break;
         service->stop();
@@ -390,7 +417,7 @@ std::vector<std::string> listServices() {
         Identity identity;
         if (!directory.find(entry->d_name, &identity)) continue;
         const auto [it, isNew] = isAlive.try_emplace(identity, false);
-        if (isNew) it->second = directory.connectTo(identity) >= 0;
+        if (isNew) it->second = directory.isServed(identity);
         if (it->second) names.push_back(decode(entry->d_name));
     }
     std::sort(names.begin(), names.end());

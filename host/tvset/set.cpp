@@ -103,19 +103,24 @@ void requireSet(const char* program) {
 void lockSet(const char* program) {
     const std::string path = pathInSet("lock");
     const int fd = openPastSeam(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC);
-    // Of this kind of lock the system knows the holder, and no child inherits it. The descriptor
-    // stays open: closing it would give up the lock.
+    // A lock of the open file, which ends with it: one of the process would end as soon as the
+    // process closes any descriptor of the file, such as one that a client has passed to it.
     struct flock lock {};
-    do {
-        lock.l_type = F_WRLCK;
-        if (fd != -1 && fcntl(fd, F_SETLK, &lock) == 0) return;
-        const bool isHeld = fd != -1 && (errno == EACCES || errno == EAGAIN);
-        if (!isHeld || fcntl(fd, F_GETLK, &lock) != 0) {
-            end(program, 2, "cannot lock " + path + ": " + strerror(errno));
-        }
-    } while (lock.l_type == F_UNLCK);  // its holder has ended meanwhile
-    end(program, 1,
-        "the TV set at " + rootPath() + " has a service: process " + std::to_string(lock.l_pid));
+    lock.l_type = F_WRLCK;
+    char holder[16] = "";
+    if (fd != -1 && fcntl(fd, F_OFD_SETLK, &lock) == 0) {
+        const int size = snprintf(holder, sizeof(holder), "%d\n", getpid());
+        // For the message below alone: what cannot be written is not known there.
+        [[maybe_unused]] const bool isTold =
+                ftruncate(fd, 0) == 0 && pwrite(fd, holder, size_t(size), 0) == size;
+        return;
+    } else if (fd != -1 && (errno == EACCES || errno == EAGAIN)) {
+        const ssize_t size = pread(fd, holder, sizeof(holder) - 1, 0);
+        end(program, 1,
+            "the TV set at " + rootPath() + " has a service: process " +
+                    (size > 0 ? std::to_string(atoi(holder)) : "unknown"));
+    }
+    end(program, 2, "cannot lock " + path + ": " + strerror(errno));
 }
 
 }  // namespace tvset
