@@ -21,7 +21,8 @@ enum EepromStatus : int32_t {
 
 EepromStatus readEeprom(uint32_t address, uint8_t* destination, uint32_t size) {
     const auto file = tvset::openFile(tvset::pathInSet("eeprom.bin"), O_RDONLY);
-    return pread(file, destination, size, address) == ssize_t{size} ? READ : NO_SUCH_BYTES;
+    return pread(file, destination, size, address) == static_cast<ssize_t>(size) ? READ
+                                                                                 : NO_SUCH_BYTES;
 }
 
 }  // namespace
