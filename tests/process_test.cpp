@@ -97,7 +97,8 @@ TEST(Process, ServesWhileNobodyReadsItsLogAndAfterItsReaderIsGone) {
     mkfifo(set.path("log").c_str(), 0600);
     const int reader = open(set.path("log").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(4096, fcntl(reader, F_SETPIPE_SZ, 4096));
-    Program service({"/bin/sh", "-c", "exec " BINARY_DIR "/hidlaudio 2>$TVSET_ROOT/log"});
+    const Program service({"hidlaudio"},
+                          [] { Program::redirect(getenv("TVSET_ROOT") + "/log"s, STDERR_FILENO); });
     ASSERT_TRUE(isServing());
     for (int call = 0; call < 50; call++) {
         if (call == 49) close(reader);
@@ -107,12 +108,12 @@ TEST(Process, ServesWhileNobodyReadsItsLogAndAfterItsReaderIsGone) {
 
 TEST(Process, HasNothingInPlaceOfClosedDescriptors) {
     const TempSet set;
-    for (const char* words : {"hidlaudio", "tvset primary-hal"}) {
-        Program program({"/bin/sh", "-c", "exec " BINARY_DIR "/"s + words + " <&- >&- 2>&-"});
+    for (const Lines& words : {Lines{"hidlaudio"}, Lines{"tvset", "primary-hal"}}) {
+        const Program program(words, [] { close_range(STDIN_FILENO, STDERR_FILENO, 0); });
         const auto areNull = [&] {
             return ResourceUsage(program.pid()).descriptors["/dev/nu"] > 2;
         };
-        EXPECT_TRUE(Program::poll(areNull)) << words;
+        EXPECT_TRUE(Program::poll(areNull)) << words.front();
     }
 }
 

@@ -55,8 +55,8 @@ class Test(OnMachines):
 
     def test_integration_tests_everything(self):
         run, _, tested = self.run_script('.ci/run')
-        self.assertEqual((0, EVERYTHING), (run.returncode, tested))
-        for failing in EVERYTHING:
+        self.assertEqual((0, EVERYTHING + ['arm']), (run.returncode, tested))
+        for failing in EVERYTHING + ['arm']:
             run, _, _ = self.run_script('.ci/run', fails=f'ctest build/{failing}')
             self.assertNotEqual(0, run.returncode, failing)
 

@@ -18,8 +18,15 @@ inline std::string expected(const std::string& name) {
 /** A program of the build, running in the environment of the test until this object ends. */
 class Program : public Process {
   public:
-    /** @param words name of the program in the build's folder, or its path; and its arguments. */
-    explicit Program(const std::vector<std::string>& words) : Program(words, makeTempFolder()) {}
+    using Preparation = void (*)();
+
+    /**
+     * @param words name of the program in the build's folder, and its arguments.
+     * @param prepare called in the new process, with its output redirected, before the program.
+     */
+    explicit Program(
+            const std::vector<std::string>& words, Preparation prepare = [] {})
+        : Program(words, prepare, makeTempFolder()) {}
     ~Program() {
         end();
         std::filesystem::remove_all(mFolder);
@@ -44,12 +51,17 @@ class Program : public Process {
         return false;
     }
 
+    static void redirect(const std::string& path, int to) {
+        dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), to);
+    }
+
   private:
-    Program(std::vector<std::string> words, const std::string& folder)
+    Program(std::vector<std::string> words, Preparation prepare, const std::string& folder)
         : Process([&] {
               redirect(folder + "/out", STDOUT_FILENO);
               redirect(folder + "/err", STDERR_FILENO);
-              words[0] = std::filesystem::path(BINARY_DIR) / words[0];
+              prepare();
+              words[0] = BINARY_DIR "/" + words[0];
               if (*EMULATOR != '\0') words.insert(words.begin(), EMULATOR);
               std::vector<char*> arguments;
               for (std::string& word : words) arguments.push_back(word.data());
@@ -58,10 +70,6 @@ class Program : public Process {
               _exit(127);
           }),
           mFolder(folder) {}
-
-    static void redirect(const std::string& path, int to) {
-        dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), to);
-    }
 
     const std::string mFolder;
 };
