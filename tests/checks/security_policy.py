@@ -49,6 +49,7 @@ REASONS = {
     'binder_call(hal_zavo_audio_client, hal_zavo_audio_server)': r'\bregisterAsService\(',
     'binder_call(hal_zavo_audio_server, hal_zavo_audio_client)':
         r'->on(CapabilityChanged|TransferResult)\(',
+    'allow hal_zavo_audio_server hal_zavo_audio_client:fifo_file write': r'\bsplice\(',
     'wakelock_use(hidlaudio)': r'\bacquire_wake_lock\(',
 }
 
