@@ -13,7 +13,7 @@
 #include "V3_1/AcousticCalibration.h"
 #include "V3_1/OutputExternal.h"
 #include "V3_1/OutputSpeaker.h"
-#include "host/tvset/clock.h"
+#include "host/tvset/seam/clock.h"
 #include "platform/PrimaryHalAccessor.h"
 #include "tests/support/temp_set.h"
 

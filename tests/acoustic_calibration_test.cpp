@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/tvset/clock.h"
+#include "host/tvset/seam/clock.h"
 #include "tests/support/calibration_set.h"
 
 using namespace calibration_set;

@@ -7,7 +7,7 @@
 #include "V3_1/OutputSpeaker.h"
 #include "V4_0/CenterSpeaker.h"
 #include "V5_0/HeadphoneVirtualizer.h"
-#include "host/tvset/clock.h"
+#include "host/tvset/seam/clock.h"
 #include "tests/support/calibration_set.h"
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/program.h"

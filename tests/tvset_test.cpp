@@ -20,11 +20,11 @@
 #include <chrono>
 #include <thread>
 
-#include "host/tvset/clock.h"
+#include "host/tvset/devices/operation.h"
 #include "host/tvset/faults.h"
-#include "host/tvset/operation.h"
+#include "host/tvset/seam/clock.h"
+#include "host/tvset/seam/virtual_time.h"
 #include "host/tvset/set.h"
-#include "host/tvset/virtual_time.h"
 #include "platform/bectrl.h"
 #include "platform/middleware.h"
 #include "tests/support/log_capture.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/tvset/files.h"
-#include "host/tvset/log_sink.h"
+#include "host/tvset/seam/log_sink.h"
 
 namespace tvset {
 

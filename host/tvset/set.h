@@ -3,7 +3,7 @@
 #include <string>
 
 /*
- * Where the virtual TV set is. A set is a directory; see create.h for what is in it. The
+ * Where the virtual TV set is. A set is a directory; see tool/create.h for what is in it. The
  * environment is read at every call, so that a program (a test, above all) may name another set
  * while it runs. Functions may be called on any thread unless they say otherwise.
  */

@@ -3,7 +3,7 @@
 #include <android/log.h>
 
 #include "V5_0/HeadphoneVirtualizer.h"
-#include "host/tvset/clock.h"
+#include "host/tvset/seam/clock.h"
 #include "tests/support/temp_set.h"
 
 using namespace com::zavo::dtv::hardware::audio::V5_0;

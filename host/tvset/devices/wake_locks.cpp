@@ -2,7 +2,7 @@
 
 #include <android-base/stringprintf.h>
 
-#include "host/tvset/operation.h"
+#include "host/tvset/devices/operation.h"
 #include "platform/power.h"
 
 using android::base::StringPrintf;

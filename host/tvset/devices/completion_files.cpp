@@ -1,4 +1,4 @@
-#include "host/tvset/completion_files.h"
+#include "host/tvset/devices/completion_files.h"
 
 #include <android-base/stringprintf.h>
 #include <android-base/unique_fd.h>
@@ -10,7 +10,7 @@
 #include <mutex>
 #include <utility>
 
-#include "host/tvset/real.h"
+#include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"
 #include "platform/bectrl.h"
 

@@ -1,4 +1,4 @@
-#include "host/tvset/log_sink.h"
+#include "host/tvset/seam/log_sink.h"
 
 #include <android-base/errno_restorer.h>
 #include <android-base/strings.h>
@@ -17,7 +17,7 @@
 #include <mutex>
 #include <utility>
 
-#include "host/tvset/real.h"
+#include "host/tvset/seam/real.h"
 
 using android::base::ErrnoRestorer;
 using android::base::unique_fd;

@@ -9,9 +9,9 @@
 #include <iostream>
 #include <string>
 
-#include "host/tvset/create.h"
-#include "host/tvset/primary_hal.h"
 #include "host/tvset/set.h"
+#include "host/tvset/tool/create.h"
+#include "host/tvset/tool/primary_hal.h"
 
 namespace {
 

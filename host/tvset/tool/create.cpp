@@ -1,4 +1,4 @@
-#include "host/tvset/create.h"
+#include "host/tvset/tool/create.h"
 
 #include <errno.h>
 #include <stdlib.h>

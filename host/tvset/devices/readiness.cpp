@@ -1,4 +1,4 @@
-#include "host/tvset/readiness.h"
+#include "host/tvset/devices/readiness.h"
 
 #include <android-base/parseint.h>
 #include <android-base/strings.h>

@@ -19,8 +19,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"
-#include "host/tvset/operation.h"
 #include "host/tvset/set.h"
 
 using android::base::ParseInt;

@@ -1,4 +1,4 @@
-#include "host/tvset/virtual_time.h"
+#include "host/tvset/seam/virtual_time.h"
 
 #include <poll.h>
 
@@ -6,7 +6,7 @@
 #include <tuple>
 #include <utility>
 
-#include "host/tvset/clock.h"
+#include "host/tvset/seam/clock.h"
 
 using std::chrono::nanoseconds;
 

@@ -13,12 +13,12 @@
 
 #include <string>
 
-#include "host/tvset/clock.h"
-#include "host/tvset/completion_files.h"
-#include "host/tvset/driver.h"
+#include "host/tvset/devices/completion_files.h"
+#include "host/tvset/devices/driver.h"
 #include "host/tvset/faults.h"
 #include "host/tvset/files.h"
-#include "host/tvset/real.h"
+#include "host/tvset/seam/clock.h"
+#include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"
 #include "platform/bectrl.h"
 

@@ -1,4 +1,4 @@
-#include "host/tvset/clock.h"
+#include "host/tvset/seam/clock.h"
 
 #include <android-base/parseint.h>
 #include <android-base/unique_fd.h>
@@ -16,9 +16,9 @@
 #include <thread>
 #include <utility>
 
-#include "host/tvset/log_sink.h"
-#include "host/tvset/real.h"
-#include "host/tvset/virtual_time.h"
+#include "host/tvset/seam/log_sink.h"
+#include "host/tvset/seam/real.h"
+#include "host/tvset/seam/virtual_time.h"
 
 using android::base::unique_fd;
 using std::chrono::milliseconds;

@@ -1,4 +1,4 @@
-#include "host/tvset/driver.h"
+#include "host/tvset/devices/driver.h"
 
 #include <android-base/file.h>
 #include <android-base/parseint.h>
@@ -17,13 +17,13 @@
 #include <system_error>
 #include <utility>
 
-#include "host/tvset/clock.h"
-#include "host/tvset/completion_files.h"
+#include "host/tvset/devices/completion_files.h"
+#include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"
 #include "host/tvset/lines.h"
-#include "host/tvset/log_sink.h"
-#include "host/tvset/operation.h"
-#include "host/tvset/real.h"
+#include "host/tvset/seam/clock.h"
+#include "host/tvset/seam/log_sink.h"
+#include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"
 #include "platform/bectrl.h"
 

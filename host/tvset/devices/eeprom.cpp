@@ -4,8 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"
-#include "host/tvset/operation.h"
 #include "host/tvset/set.h"
 #include "platform/middleware.h"
 

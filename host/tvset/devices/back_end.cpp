@@ -7,8 +7,8 @@
 
 #include <string>
 
-#include "host/tvset/operation.h"
-#include "host/tvset/readiness.h"
+#include "host/tvset/devices/operation.h"
+#include "host/tvset/devices/readiness.h"
 #include "platform/middleware.h"
 
 using android::base::StringPrintf;
