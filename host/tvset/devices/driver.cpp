@@ -101,7 +101,7 @@ void react(Kind& kind, const std::shared_ptr<Reaction>& reaction) {
         // What has been waited for has no delay any more.
         const auto delay = std::exchange(steps.front().delay, milliseconds(0));
         if (delay > milliseconds(0)) {
-            after(delay, [&kind, reaction] {
+            currentClock().after(delay, [&kind, reaction] {
                 const std::lock_guard lock(driver().mutex);
                 react(kind, reaction);
             });

@@ -86,7 +86,7 @@ int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event) {
 
 int __wrap_epoll_wait(int epoll, epoll_event* events, int maxEvents, int timeoutMs) {
     if (const auto fault = takeFault("epoll_wait", "")) return fault->raise();
-    const int count = tvset::waitForEvents(epoll, events, maxEvents, timeoutMs);
+    const int count = tvset::currentClock().waitForEvents(epoll, events, maxEvents, timeoutMs);
     tvset::settleEvents(epoll, events, count);
     return count;
 }
@@ -149,7 +149,7 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
     if (const auto fault = takeFault("pthread_create", "")) {
         return fault->error != 0 ? fault->error : fault->result;  // and errno is left alone
     }
-    return tvset::createThread(thread, attributes, function, argument);
+    return tvset::currentClock().createThread(thread, attributes, function, argument);
 }
 
 ssize_t __wrap_read(int fd, void* buffer, size_t size) {
@@ -176,17 +176,15 @@ int __wrap_timerfd_create(int clock, int flags) {
 
 int __wrap_timerfd_settime(int timer, int flags, const itimerspec* value, itimerspec* old) {
     if (const auto fault = takeFault("timerfd_settime", "")) return fault->raise();
-    return tvset::setTimer(timer, flags, value, old);
+    return tvset::currentClock().setTimer(timer, flags, value, old);
 }
 
 int __wrap_nanosleep(const timespec* duration, timespec* remaining) {
-    return tvset::sleepFor(
-            std::chrono::seconds(duration->tv_sec) + std::chrono::nanoseconds(duration->tv_nsec),
-            remaining);
+    return tvset::currentClock().sleepFor(tvset::durationOf(*duration), remaining);
 }
 
 int __wrap_usleep(useconds_t microseconds) {
-    return tvset::sleepFor(std::chrono::microseconds(microseconds), nullptr);
+    return tvset::currentClock().sleepFor(std::chrono::microseconds(microseconds), nullptr);
 }
 
 }  // extern "C"
