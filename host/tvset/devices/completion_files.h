@@ -5,28 +5,28 @@
 #include <string>
 
 /*
- * The completion files of the back-end controller's driver are plain files here, for which epoll
- * has no use. So a descriptor that listens for writers of the file is registered in place of one
- * of the file itself. All functions may be called on any thread.
+ * The completion files of the back-end controller's driver are regular files here, which epoll
+ * rejects. An inotify descriptor that watches the file is registered in its place. All functions
+ * may be called on any thread.
  */
 namespace tvset {
 
-/** Whether a descriptor is open on the file that a path leads to now. */
+/** Whether a descriptor refers to the file that is at the path now. */
 bool isOpenOn(int fd, const std::string& path);
 
-/** Whether a descriptor is one of a completion file. */
+/** Whether a descriptor refers to a completion file. */
 bool isCompletionFile(int fd);
 
 /**
- * What epoll_ctl does to add a completion file: it becomes ready, once, whenever someone has
- * written to it and closed it.
+ * EPOLL_CTL_ADD for a completion file: it becomes ready, once, whenever someone has written to it
+ * and closed it. @return 0, or -1 with errno.
  */
 int addCompletionFile(int epoll, int file, const epoll_event& event);
 
-/** Takes notice of events that have been reported, so that they are not reported again. */
-void settleEvents(int epoll, const epoll_event* events, int count);
+/** Clears events that epoll_wait has reported, so that they are not reported again. */
+void clearReportedEvents(int epoll, const epoll_event* events, int count);
 
-/** A descriptor is about to be closed: gives up what has been registered in its place. */
-void forgetCompletionFile(int file);
+/** Removes what has been registered in place of a descriptor, which is about to be closed. */
+void removeCompletionFile(int file);
 
 }  // namespace tvset

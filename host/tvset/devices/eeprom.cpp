@@ -1,4 +1,4 @@
-/* The EEPROM of the set: the bytes of `eeprom.bin`, looked at anew at every use. */
+/* The EEPROM of the set: the bytes of `eeprom.bin`, which is read at every access. */
 
 #include <android-base/stringprintf.h>
 #include <fcntl.h>

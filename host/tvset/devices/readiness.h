@@ -1,12 +1,13 @@
 #pragma once
 
-/* Parts of the set that take a while until they are ready, counted in questions. */
+/* Parts of the set that are not ready at once; how long they take is counted in queries. */
 namespace tvset {
 
 /**
- * Answers one question whether a part is ready. Its file holds, in decimal, how many questions are
- * answered with no before; -1 is never, and so is what is not a number. Each process counts anew,
- * and does so again when the file holds another number. Not for several threads at a time.
+ * Whether a part is ready. Its file holds, in decimal, how many queries are answered with no
+ * first; with -1, or anything that is not a number, the part never becomes ready. Each process
+ * counts for itself, and starts again when the number in the file changes. Not for several threads
+ * at a time.
  *
  * @param file  relative to the root of the set: `bectrl/launch_after`
  */

@@ -1,5 +1,7 @@
-/* The sound processing of the set: the main decoder takes everything; the post-processor is ready
- * when `audio/cpupost_ready_after` says. */
+/*
+ * The sound processing of the set: the main decoder accepts everything; the post-processor becomes
+ * ready as `audio/cpupost_ready_after` says.
+ */
 
 #include <android-base/stringprintf.h>
 

@@ -1,4 +1,4 @@
-/* The wake locks of the set, which never sleeps: the journal tells who has held one and when. */
+/* The wake locks of the set, which never sleeps: the journal shows who took and released one. */
 
 #include <android-base/stringprintf.h>
 

@@ -34,6 +34,7 @@ class Clock {
     /**
      * Runs the action once, after the delay, on some thread. The action must not refer to anything
      * that is destroyed before the process ends, nor wait: it would delay others.
+     * @throws std::system_error  if there can be no thread for it
      */
     virtual void after(std::chrono::nanoseconds delay, std::function<void()> action) = 0;
 };

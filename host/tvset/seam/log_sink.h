@@ -12,18 +12,18 @@ namespace tvset {
  */
 std::string logLine(const __android_logger_data& entry, const char* text);
 
-/** The logger of every program with the set in it: one line on standard error. Any thread. */
+/** The logger of every program that links the set: one line on standard error. Any thread. */
 void logToStderr(const __android_logger_data* entry, const char* text);
 
 /**
- * Writes a line, given without its end, to standard error, as everything that is said while a
- * service runs. Its reader may be gone or asleep, or the disk full: no signal is raised, and room
- * is waited for 200 ms at most, then not at all until there is some. A line that cannot be written
- * is dropped; `W tvset: log lines dropped: N` before the next that can be tells how many. A line
- * longer than a pipe takes whole, 4096 bytes with its end, is cut. Leaves errno alone. Any thread.
+ * Writes a line, given without its newline, to standard error; everything that a running service
+ * reports goes through here. If nobody reads it, or the disk is full, no signal is raised. It waits
+ * 200 ms at most for room, and then not again until there is some. A line that cannot be written is
+ * dropped; `W tvset: log lines dropped: N` precedes the next one that can. A line longer than a
+ * pipe takes atomically, 4096 bytes with its newline, is truncated. Preserves errno. Any thread.
  *
- * One case is left in which it waits: a terminal that another user has opened, and that is not read
- * until less than a line of its buffer is free.
+ * It can block in one case only: on a terminal that another user has opened and whose buffer has
+ * less room than the line.
  */
 void writeToStderr(std::string line);
 

@@ -1,4 +1,4 @@
-/* tvset: makes a virtual TV set, and runs those parts of it that are processes of their own. */
+/* tvset: creates a virtual TV set, and runs the parts of it that are processes of their own. */
 
 #include <errno.h>
 #include <string.h>
@@ -28,7 +28,7 @@ int create(const tvset::SetOptions& options) {
     return 0;
 }
 
-/** The exit status once all results are written. */
+/** @return the exit status, once all output is written. */
 int finish(int status) {
     if (std::cout.flush() || status != 0) return status;
     fprintf(stderr, "tvset: cannot write the result: %s\n", strerror(errno));
