@@ -13,7 +13,7 @@
 #include "V3_1/AcousticCalibration.h"
 #include "V3_1/OutputExternal.h"
 #include "V3_1/OutputSpeaker.h"
-#include "host/tvset/clock.h"
+#include "host/tvset/virtual_clock/virtual_clock.h"
 #include "platform/PrimaryHalAccessor.h"
 #include "tests/support/temp_set.h"
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/tvset/clock.h"
+#include "host/tvset/virtual_clock/virtual_clock.h"
 #include "tests/support/calibration_set.h"
 
 using namespace calibration_set;
@@ -183,7 +183,7 @@ TEST(Start, WaitsTwentySecondsForTheMiddlewareAndTakesTheSetForOneWithABackEnd) 
     tv.set.expectJournal({connect(), launch(1), publish("0.000000")});
     EXPECT_EQ(40s, clock.now());
 
-    clock.at(1495ms, [&] { tv.set.write(kMarker, ""); });
+    clock.after(1495ms, [&] { tv.set.write(kMarker, ""); });
     tv.service = new AcousticCalibration;
     EXPECT_EQ(ready(150), tv.log.take()[1]);
 }

@@ -7,7 +7,7 @@
 #include "V3_1/OutputSpeaker.h"
 #include "V4_0/CenterSpeaker.h"
 #include "V5_0/HeadphoneVirtualizer.h"
-#include "host/tvset/clock.h"
+#include "host/tvset/virtual_clock/virtual_clock.h"
 #include "tests/support/calibration_set.h"
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/program.h"
@@ -176,7 +176,7 @@ TEST(Debug, TellsOfBothBuffersAndTheirLastTransfers) {
     const TempSet set({.hasBackEnd = true});
     set.write("bectrl/reaction", "0 0xF3 5200");
     LogCapture log;
-    const tvset::VirtualClock clock;
+    tvset::VirtualClock clock;
     const sp<HeadphoneVirtualizer> service = new HeadphoneVirtualizer;
     service->setVirtualizerEnabled(true);
     const auto expect = [&](const std::string& device, const std::string& lastDevice,
@@ -213,11 +213,11 @@ TEST(Debug, TellsOfBothBuffersAndTheirLastTransfers) {
     service->append(2, {2});
     service->apply(1, client);
     service->apply(2, new fakes::FakeVirtualizerCallback);
-    tvset::sleepFor(4800ms, nullptr);
+    clock.sleepFor(4800ms);
     service->cancel(2);
     expect("handle 2, 2 of 2 bytes, waiting, cancel requested", "none",
            "handle 1, 3 of 3 bytes, transferring", "none");
-    tvset::sleepFor(10s, nullptr);
+    clock.sleepFor(10s);
     expect("none", "handle 2, 2 bytes, outcome 1, the client was told", "none",
            "handle 1, 3 bytes, outcome -1, the client could not be told");
 }

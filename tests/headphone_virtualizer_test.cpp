@@ -51,7 +51,7 @@ struct Tv : Running<HeadphoneVirtualizer> {
         EXPECT_EQ(0, service->apply(handle, client));
         return handle;
     }
-    void pass(std::chrono::nanoseconds time) { tvset::sleepFor(time, nullptr); }
+    void pass(std::chrono::nanoseconds time) { clock.sleepFor(time); }
 
     sp<Callback> client = new Callback;
 };
@@ -418,7 +418,7 @@ TEST(HeadphoneVirtualizer, AWorkerWhoseCompletionFileIsGoneStartsNothing) {
     // If the driver's answer cannot be read, the one before counts.
     tv.set.write("faults", "");
     tv.set.write(kReaction, "1 0 3\n0 1 17");
-    tv.clock.at(5ms, [&] { tv.set.write("faults", "fread(hrtf_parameter_complete) EIO"); });
+    tv.clock.after(5ms, [&] { tv.set.write("faults", "fread(hrtf_parameter_complete) EIO"); });
     tv.send(kHrtf);
     tv.pass(30s);
     EXPECT_EQ((Codes{0, -3, -2}), tv.client->outcomes);

@@ -72,7 +72,7 @@ TEST(OutputExternal, StartWaitsForTheMiddlewareForTwentySecondsAtMost) {
         TempSet set({.isReady = false});
         LogCapture log;
         tvset::VirtualClock clock;
-        clock.at(readyAfter, [&] { set.write(kMarker, ""); });
+        clock.after(readyAfter, [&] { set.write(kMarker, ""); });
         const sp<OutputExternal> service = new OutputExternal;
         Lines expected = waiting("D -: <<<<<hidlaudio", count);
         if (count == 2000) expected.push_back("D -: dtv_svc rpc server failed.");

@@ -25,10 +25,10 @@ struct Line {
     std::string operation;
     std::string part;
     Fault fault;
-    std::optional<uint32_t> left;  // none: without end
+    std::optional<uint32_t> remaining;  // none: unlimited
 
-    bool concerns(std::string_view call, std::string_view arguments) const {
-        return call == operation && left != 0u && arguments.find(part) != arguments.npos;
+    bool appliesTo(std::string_view call, std::string_view arguments) const {
+        return call == operation && remaining != 0u && arguments.find(part) != arguments.npos;
     }
 };
 
@@ -70,20 +70,20 @@ std::optional<Line> parseLine(std::string text) {
         if (times[0] != 'x' || !ParseUint(times.substr(1), &count) || count == 0) {
             return std::nullopt;
         }
-        line.left = count;
+        line.remaining = count;
     }
     return line;
 }
 
-/** The file as it was last read; every use looks first whether it has changed. */
+/** The file as last read; it is read again when it has changed. */
 class FaultFile {
   public:
     /** The first line that satisfies the predicate, null without one. Call with the lock held. */
     template <typename Predicate>
-    Line* find(Predicate concerns) {
+    Line* find(Predicate predicate) {
         refresh();
         for (auto& line : mLines) {
-            if (concerns(line)) return &line;
+            if (predicate(line)) return &line;
         }
         return nullptr;
     }
@@ -109,7 +109,7 @@ class FaultFile {
 };
 
 FaultFile& faultFile() {
-    static auto& file = *new FaultFile;  // outlives threads that are still running at exit
+    static auto& file = *new FaultFile;  // outlives threads still running at exit
     return file;
 }
 
@@ -124,9 +124,9 @@ std::optional<Fault> takeFault(std::string_view operation, std::string_view argu
     const ErrnoRestorer keepErrno;
     FaultFile& file = faultFile();
     const std::lock_guard lock(file.mutex);
-    Line* line = file.find([&](const Line& l) { return l.concerns(operation, arguments); });
+    Line* line = file.find([&](const Line& l) { return l.appliesTo(operation, arguments); });
     if (line == nullptr) return std::nullopt;
-    if (line->left) --*line->left;
+    if (line->remaining) --*line->remaining;
     return line->fault;
 }
 

@@ -5,7 +5,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "host/tvset/real.h"
+#include "host/tvset/seam/real.h"
 
 using android::base::unique_fd;
 

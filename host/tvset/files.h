@@ -5,20 +5,20 @@
 #include <optional>
 #include <string>
 
-/* The set's own files, past the seam. All functions may be called on any thread. */
+/* The set's own files, without the seam. All functions may be called on any thread. */
 namespace tvset {
 
 /**
- * Whether a FIFO is where a file should be; errno is ENXIO then, else left alone. To open one would
- * be to wait for somebody at its other end. There is no race to lose: only this user puts one
- * there.
+ * Whether there is a FIFO in place of a file; errno is ENXIO then, else preserved. Opening one
+ * would block until somebody opens its other end. That it may appear after this check does not
+ * matter: only this user can put one there.
  */
 bool isFifo(const std::string& path);
 
-/** What open() does, but it fails for a FIFO. A file that it makes is open to this user alone. */
+/** open(), but it fails for a FIFO. A file that it creates is accessible to this user alone. */
 android::base::unique_fd openFile(const std::string& path, int flags);
 
-/** The whole content; none, with errno, if it cannot be read. */
+/** The content; none, with errno, if it cannot be read. */
 std::optional<std::string> readFile(const std::string& path);
 
 }  // namespace tvset

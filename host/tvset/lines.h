@@ -6,16 +6,16 @@
 #include <vector>
 
 #include "host/tvset/files.h"
-#include "host/tvset/log_sink.h"
+#include "host/tvset/seam/log_sink.h"
 
 namespace tvset {
 
 /**
- * Reads a file of the set that someone has written by hand, a line at a time. Blank lines are
- * skipped, and so is, with a message on standard error, what is not of the form.
+ * Reads a file of the set that users edit, line by line. Blank lines are skipped, and so is, with a
+ * message on standard error, a malformed line.
  *
- * @param form   as the message shows it
- * @param parse  std::optional<Line>(const std::string&), none for what is not of the form
+ * @param form   the form of a line, for the message
+ * @param parse  std::optional<Line>(const std::string&), none for a malformed line
  */
 template <typename Parse>
 auto readLines(const std::string& path, const char* form, const Parse& parse) {

@@ -15,7 +15,7 @@ std::string runDirectory() {
 bool isDeclared(const std::string& name) {
     const std::string path = tvset::pathInSet("declared");
     std::error_code none;
-    if (!std::filesystem::is_regular_file(path, none)) return false;  // to open a FIFO may block
+    if (!std::filesystem::is_regular_file(path, none)) return false;  // opening a FIFO may block
     std::ifstream declared(path);
     for (std::string line; std::getline(declared, line);) {
         if (line == name) return true;

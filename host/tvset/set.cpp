@@ -17,7 +17,7 @@ std::string environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-[[noreturn]] void end(const char* program, int status, const std::string& why) {
+[[noreturn]] void fail(const char* program, int status, const std::string& why) {
     fprintf(stderr, "%s: %s\n", program, why.c_str());
     _exit(status);
 }
@@ -27,7 +27,7 @@ std::string environment(const char* name) {
     char text[100];
     snprintf(text, sizeof(text), " is %s; owner %u, mode %04o", why, found.st_uid,
              found.st_mode & 07777);
-    end(program, 2, "unsafe TV set: " + path + text);
+    fail(program, 2, "unsafe TV set: " + path + text);
 }
 
 [[noreturn]] void refuseKind(const char* program, const std::string& path,
@@ -36,8 +36,8 @@ std::string environment(const char* name) {
 }
 
 /**
- * Refuses a directory in which somebody else can put something or move it away; root may, and where
- * everybody writes it must be as in /tmp, where each may move his own alone.
+ * Refuses a directory in which others can create or replace files. One that may be public, as /tmp
+ * is, may belong to root, and everybody may write it if it has the sticky bit.
  */
 void requireNobodyElseIn(const char* program, const std::string& directory,
                          const struct stat& found, bool mayBePublic) {
@@ -50,8 +50,8 @@ void requireNobodyElseIn(const char* program, const std::string& directory,
     }
 }
 
-/** open() would go through the seam, and look into the set, in a program that has one. */
-int openPastSeam(const char* path, int flags) {
+/** In a program that links the seam, open() would go through it. */
+int openWithoutSeam(const char* path, int flags) {
     return openat(AT_FDCWD, path, flags, 0600);
 }
 
@@ -70,9 +70,9 @@ std::string pathInSet(const std::string& relative) {
 void fillStandardDescriptors(const char* program) {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(fd, F_GETFD) != -1) continue;
-        // The wrong way round: output that gets lost must not pass for written.
+        // The opposite access: a write must fail, not pretend that the output was written.
         const int flags = fd == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-        if (openPastSeam("/dev/null", flags) == -1) end(program, 2, "cannot open /dev/null");
+        if (openWithoutSeam("/dev/null", flags) == -1) fail(program, 2, "cannot open /dev/null");
     }
 }
 
@@ -93,7 +93,7 @@ void requireSet(const char* program) {
     requireSafeRoot(program);
     struct stat found;
     if (stat(pathInSet("fs").c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) {
-        end(program, 2, "no TV set at " + rootPath() + "; make one with 'tvset create'");
+        fail(program, 2, "no TV set at " + rootPath() + "; make one with 'tvset create'");
     }
     // Its mode is changed and sockets are put there.
     const std::string run = pathInSet("run");
@@ -102,25 +102,25 @@ void requireSet(const char* program) {
 
 void lockSet(const char* program) {
     const std::string path = pathInSet("lock");
-    const int fd = openPastSeam(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC);
-    // A lock of the open file, which ends with it: one of the process would end as soon as the
+    const int fd = openWithoutSeam(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC);
+    // The lock belongs to the open file description. One of the process would end as soon as the
     // process closes any descriptor of the file, such as one that a client has passed to it.
     struct flock lock {};
     lock.l_type = F_WRLCK;
     char holder[16] = "";
     if (fd != -1 && fcntl(fd, F_OFD_SETLK, &lock) == 0) {
         const int size = snprintf(holder, sizeof(holder), "%d\n", getpid());
-        // For the message below alone: what cannot be written is not known there.
-        [[maybe_unused]] const bool isTold =
+        // Only for the message below, which can do without.
+        [[maybe_unused]] const bool isWritten =
                 ftruncate(fd, 0) == 0 && pwrite(fd, holder, size_t(size), 0) == size;
         return;
     } else if (fd != -1 && (errno == EACCES || errno == EAGAIN)) {
         const ssize_t size = pread(fd, holder, sizeof(holder) - 1, 0);
-        end(program, 1,
-            "the TV set at " + rootPath() + " has a service: process " +
-                    (size > 0 ? std::to_string(atoi(holder)) : "unknown"));
+        fail(program, 1,
+             "the TV set at " + rootPath() + " has a service: process " +
+                     (size > 0 ? std::to_string(atoi(holder)) : "unknown"));
     }
-    end(program, 2, "cannot lock " + path + ": " + strerror(errno));
+    fail(program, 2, "cannot lock " + path + ": " + strerror(errno));
 }
 
 }  // namespace tvset

@@ -3,7 +3,7 @@
 #include <android/log.h>
 
 #include "V5_0/HeadphoneVirtualizer.h"
-#include "host/tvset/clock.h"
+#include "host/tvset/virtual_clock/virtual_clock.h"
 #include "tests/support/temp_set.h"
 
 using namespace com::zavo::dtv::hardware::audio::V5_0;
@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const TempSet set({.hasBackEnd = true});
     set.write("bectrl/reaction", "");
     const std::string path = set.path("fs/proc/driver/zavo_bectrl/audio/hrtf_parameter_complete");
-    const tvset::VirtualClock clock;
+    tvset::VirtualClock clock;
     const sp<HeadphoneVirtualizer> service = new HeadphoneVirtualizer;
     const sp<Callback> callback = new Callback;
 
@@ -47,10 +47,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int32_t handle = service->allocateParameterBuffer(ParamType::HRTF_PARAMETER, 0);
     const bool isStarted = service->apply(handle, callback) == 0;
     for (size_t at = each; at < bytes.size(); at += each) {
-        tvset::sleepFor(1ms, nullptr);
+        clock.sleepFor(1ms);
         put(path, bytes.substr(at, each));
     }
-    tvset::sleepFor(21s, nullptr);
+    clock.sleepFor(21s);
     if (callback->outcomes != (isStarted ? 1 : 0)) abort();
     return 0;
 }

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "V3_1/AcousticCalibration.h"
-#include "host/tvset/operation.h"
+#include "host/tvset/devices/operation.h"
 #include "platform/PrimaryHalAccessor.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_set.h"

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/tvset/log_sink.h"
+#include "host/tvset/seam/log_sink.h"
 
 using Lines = std::vector<std::string>;
 

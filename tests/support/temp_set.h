@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "host/tvset/create.h"
+#include "host/tvset/tool/create.h"
 #include "tests/support/text.h"
 
 /** There once the middleware is ready. */

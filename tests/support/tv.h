@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/tvset/clock.h"
+#include "host/tvset/virtual_clock/virtual_clock.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_set.h"
 

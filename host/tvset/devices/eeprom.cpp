@@ -1,11 +1,11 @@
-/* The EEPROM of the set: the bytes of `eeprom.bin`, looked at anew at every use. */
+/* The EEPROM of the set: the bytes of `eeprom.bin`, which is read at every access. */
 
 #include <android-base/stringprintf.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"
-#include "host/tvset/operation.h"
 #include "host/tvset/set.h"
 #include "platform/middleware.h"
 

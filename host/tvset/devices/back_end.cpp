@@ -1,14 +1,14 @@
 /*
- * The back-end controller of the set, as the middleware's items reach it. It launches when
- * `bectrl/launch_after` says and accepts every item; the journal tells what it got.
+ * The back-end controller of the set, to which the middleware passes items. It launches as
+ * `bectrl/launch_after` says and accepts every item; the journal shows what it received.
  */
 
 #include <android-base/stringprintf.h>
 
 #include <string>
 
-#include "host/tvset/operation.h"
-#include "host/tvset/readiness.h"
+#include "host/tvset/devices/operation.h"
+#include "host/tvset/devices/readiness.h"
 #include "platform/middleware.h"
 
 using android::base::StringPrintf;
@@ -23,7 +23,7 @@ std::string text(const MTDRVCUST_ItemRecord& item) {
     return shown + '}';
 }
 
-int32_t tellLaunchState(MTDRVCUST_ItemRecord* item) {
+int32_t getLaunchState(MTDRVCUST_ItemRecord* item) {
     item->data[0] = tvset::isReady("bectrl/launch_after") ? 1 : 0;
     return 0;
 }
@@ -34,7 +34,7 @@ int32_t MTDRVCUST_dcustom_cust_spec_get(uint32_t query, MTDRVCUST_ItemRecord* re
                                         uint32_t* size) {
     return perform(
             "MTDRVCUST_dcustom_cust_spec_get", StringPrintf("0x%X", query),
-            [=] { return tellLaunchState(record); },
+            [=] { return getLaunchState(record); },
             [=] { return StringPrintf(", %s, %u", text(*record).c_str(), *size); });
 }
 

@@ -1,4 +1,4 @@
-#include "host/tvset/readiness.h"
+#include "host/tvset/devices/readiness.h"
 
 #include <android-base/parseint.h>
 #include <android-base/strings.h>
@@ -14,8 +14,8 @@ namespace {
 
 constexpr int kNever = -1;
 
-struct Questions {
-    int answeredWithNo = 0;
+struct Queries {
+    int refused = 0;
     int limit = kNever;
 };
 
@@ -28,13 +28,13 @@ int readLimit(const std::string& path) {
 }  // namespace
 
 bool isReady(const char* file) {
-    static std::map<std::string, Questions> partsByPath;
+    static std::map<std::string, Queries> partsByPath;
     const std::string path = pathInSet(file);
-    Questions& questions = partsByPath[path];
-    if (const int limit = readLimit(path); limit != questions.limit) questions = {0, limit};
-    if (questions.limit == kNever) return false;
-    if (questions.answeredWithNo == questions.limit) return true;
-    questions.answeredWithNo++;
+    Queries& queries = partsByPath[path];
+    if (const int limit = readLimit(path); limit != queries.limit) queries = {0, limit};
+    if (queries.limit == kNever) return false;
+    if (queries.refused == queries.limit) return true;
+    queries.refused++;
     return false;
 }
 

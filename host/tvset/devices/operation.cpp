@@ -1,4 +1,4 @@
-#include "host/tvset/operation.h"
+#include "host/tvset/devices/operation.h"
 
 #include <android-base/errno_restorer.h>
 #include <android-base/unique_fd.h>
@@ -8,8 +8,8 @@
 
 #include "host/tvset/faults.h"
 #include "host/tvset/files.h"
-#include "host/tvset/log_sink.h"
-#include "host/tvset/real.h"
+#include "host/tvset/seam/log_sink.h"
+#include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"
 
 using android::base::ErrnoRestorer;

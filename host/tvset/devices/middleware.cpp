@@ -1,8 +1,8 @@
 /*
  * The middleware of the set: connection and configuration store.
  *
- * The store is the directory `config`, one file a key with the value in decimal, looked at anew at
- * every use. It takes any handle and any mode word.
+ * The store is the directory `config`: a file for each key, which holds the value in decimal and is
+ * read at every access. Handle and mode word are ignored.
  */
 
 #include "platform/middleware.h"
@@ -19,8 +19,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"
-#include "host/tvset/operation.h"
 #include "host/tvset/set.h"
 
 using android::base::ParseInt;
@@ -34,7 +34,7 @@ using tvset::readFile;
 
 namespace {
 
-/** The store's codes. */
+/** The store's status codes. */
 enum StoreStatus : int32_t {
     STORED = 0,
     NO_SUCH_KEY = 1,  // nothing stored under the key, or not a key: [A-Za-z0-9_]+
@@ -53,40 +53,40 @@ StoreStatus readConfig(const std::string& key, int32_t* value) {
     return ParseInt(Trim(*text), value) ? STORED : NOT_A_VALUE;
 }
 
-/** A reader at any moment finds the old value or the new one, whole. */
+/** A reader finds the old value or the new one, complete. */
 StoreStatus writeConfig(const std::string& key, int32_t value) {
     if (!isKey(key)) return NO_SUCH_KEY;
     const std::string path = pathInSet("config/" + key);
-    const std::string fresh = pathInSet(StringPrintf("config/.%s.%d", key.c_str(), getpid()));
-    const auto file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+    const std::string newPath = pathInSet(StringPrintf("config/.%s.%d", key.c_str(), getpid()));
+    const auto file = openFile(newPath, O_WRONLY | O_CREAT | O_TRUNC);
     if (WriteStringToFd(std::to_string(value) + '\n', file) &&
-        rename(fresh.c_str(), path.c_str()) == 0) {
+        rename(newPath.c_str(), path.c_str()) == 0) {
         return STORED;
     }
-    unlink(fresh.c_str());
+    unlink(newPath.c_str());
     return NOT_STORED;
 }
 
-constexpr int32_t done() {
+constexpr int32_t succeed() {
     return 0;
 }
 
 }  // namespace
 
 int32_t IMtkPb_Ctrl_Init() {
-    return perform("IMtkPb_Ctrl_Init", "", done);
+    return perform("IMtkPb_Ctrl_Init", "", succeed);
 }
 
 int32_t MTAL_InitExCb(uintptr_t callback) {
-    return perform("MTAL_InitExCb", std::to_string(callback), done);
+    return perform("MTAL_InitExCb", std::to_string(callback), succeed);
 }
 
 int32_t DRV_Init() {
-    return perform("DRV_Init", "", done);
+    return perform("DRV_Init", "", succeed);
 }
 
 int32_t MTAL_Init() {
-    return perform("MTAL_Init", "", done);
+    return perform("MTAL_Init", "", succeed);
 }
 
 int32_t a_mtktvapi_config_get_value(int32_t handle, const char* key, int32_t* value) {

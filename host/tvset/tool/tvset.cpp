@@ -1,4 +1,4 @@
-/* tvset: makes a virtual TV set, and runs those parts of it that are processes of their own. */
+/* tvset: creates a virtual TV set, and runs the parts of it that are processes of their own. */
 
 #include <errno.h>
 #include <string.h>
@@ -9,9 +9,9 @@
 #include <iostream>
 #include <string>
 
-#include "host/tvset/create.h"
-#include "host/tvset/primary_hal.h"
 #include "host/tvset/set.h"
+#include "host/tvset/tool/create.h"
+#include "host/tvset/tool/primary_hal.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ int create(const tvset::SetOptions& options) {
     return 0;
 }
 
-/** The exit status once all results are written. */
+/** @return the exit status, once all output is written. */
 int finish(int status) {
     if (std::cout.flush() || status != 0) return status;
     fprintf(stderr, "tvset: cannot write the result: %s\n", strerror(errno));

@@ -1,4 +1,4 @@
-#include "host/tvset/completion_files.h"
+#include "host/tvset/devices/completion_files.h"
 
 #include <android-base/stringprintf.h>
 #include <android-base/unique_fd.h>
@@ -10,7 +10,7 @@
 #include <mutex>
 #include <utility>
 
-#include "host/tvset/real.h"
+#include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"
 #include "platform/bectrl.h"
 
@@ -20,27 +20,27 @@ using android::base::unique_fd;
 namespace tvset {
 namespace {
 
-/** Listens for writers in place of a completion file. */
-struct Listener {
+/** Is registered in place of a completion file. */
+struct Watch {
     unique_fd inotify;
     int epoll;
-    uint64_t data;  // what events of it carry
+    uint64_t data;  // of its events
 };
 
-struct Listeners {
+struct Watches {
     std::mutex mutex;
-    std::multimap<int, Listener> byFile;
+    std::multimap<int, Watch> byFile;
 };
 
-Listeners& listeners() {
-    static auto& all = *new Listeners;  // outlives threads that are still running at exit
+Watches& watches() {
+    static auto& all = *new Watches;  // outlives threads still running at exit
     return all;
 }
 
-/** Notices of the same kind become one as long as nobody takes them, and wake nobody then. */
-void takeNotices(int inotify) {
-    alignas(inotify_event) char notices[4096];
-    while (__real_read(inotify, notices, sizeof(notices)) > 0) continue;
+/** An unread notification absorbs the next one of its kind, which then wakes nobody. */
+void discardNotifications(int inotify) {
+    alignas(inotify_event) char notifications[4096];
+    while (__real_read(inotify, notifications, sizeof(notifications)) > 0) continue;
 }
 
 }  // namespace
@@ -60,27 +60,27 @@ int addCompletionFile(int epoll, int file, const epoll_event& event) {
     unique_fd inotify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     const std::string path = StringPrintf("/proc/self/fd/%d", file);
     if (inotify == -1 || inotify_add_watch(inotify, path.c_str(), IN_CLOSE_WRITE) == -1) return -1;
-    Listeners& all = listeners();
+    Watches& all = watches();
     const std::lock_guard lock(all.mutex);
     epoll_event own = event;
     if (__real_epoll_ctl(epoll, EPOLL_CTL_ADD, inotify, &own) != 0) return -1;
-    all.byFile.emplace(file, Listener{std::move(inotify), epoll, event.data.u64});
+    all.byFile.emplace(file, Watch{std::move(inotify), epoll, event.data.u64});
     return 0;
 }
 
-void settleEvents(int epoll, const epoll_event* events, int count) {
-    Listeners& all = listeners();
+void clearReportedEvents(int epoll, const epoll_event* events, int count) {
+    Watches& all = watches();
     const std::lock_guard lock(all.mutex);
-    for (const auto& [file, listener] : all.byFile) {
-        const uint64_t data = listener.data;
+    for (const auto& [file, watch] : all.byFile) {
+        const uint64_t data = watch.data;
         const bool isReported = std::any_of(events, events + std::max(count, 0),
                                             [=](const auto& e) { return e.data.u64 == data; });
-        if (listener.epoll == epoll && isReported) takeNotices(listener.inotify);
+        if (watch.epoll == epoll && isReported) discardNotifications(watch.inotify);
     }
 }
 
-void forgetCompletionFile(int file) {
-    Listeners& all = listeners();
+void removeCompletionFile(int file) {
+    Watches& all = watches();
     const std::lock_guard lock(all.mutex);
     all.byFile.erase(file);
 }

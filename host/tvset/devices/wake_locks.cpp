@@ -1,8 +1,8 @@
-/* The wake locks of the set, which never sleeps: the journal tells who has held one and when. */
+/* The wake locks of the set, which never sleeps: the journal shows who took and released one. */
 
 #include <android-base/stringprintf.h>
 
-#include "host/tvset/operation.h"
+#include "host/tvset/devices/operation.h"
 #include "platform/power.h"
 
 using android::base::StringPrintf;

@@ -9,9 +9,9 @@
 #include <cstdio>
 
 /*
- * The C library's own functions, past the seam. Code of the set that is linked into a service
- * uses these for its own files and waits: a plain call would come back through the seam, be
- * redirected and fail by injection. What the C++ library does inside never meets the seam.
+ * The C library's functions, without the seam. The set's code that is linked into a service uses
+ * them for its own files and waits: a plain call would go through the seam, which redirects paths
+ * and injects faults. Calls inside the C++ library never go through the seam.
  */
 extern "C" {
 

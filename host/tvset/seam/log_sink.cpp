@@ -1,4 +1,4 @@
-#include "host/tvset/log_sink.h"
+#include "host/tvset/seam/log_sink.h"
 
 #include <android-base/errno_restorer.h>
 #include <android-base/strings.h>
@@ -17,7 +17,7 @@
 #include <mutex>
 #include <utility>
 
-#include "host/tvset/real.h"
+#include "host/tvset/seam/real.h"
 
 using android::base::ErrnoRestorer;
 using android::base::unique_fd;
@@ -32,24 +32,24 @@ char priorityLetter(int priority) {
 }
 
 /**
- * Keeps the signals that a write can raise from the calling thread: the reader is gone, the
- * terminal is another job's, the file is too large. They stay what they are to the process.
+ * Blocks, in the calling thread, the signals that a write can raise: the reader is gone, the
+ * terminal is another job's, the file is too large. How the process handles them stays as it is.
  */
-class WriteSignals {
+class BlockedWriteSignals {
   public:
-    WriteSignals() {
+    BlockedWriteSignals() {
         sigemptyset(&mSignals);
         for (const int signal : {SIGPIPE, SIGTTOU, SIGXFSZ}) sigaddset(&mSignals, signal);
         pthread_sigmask(SIG_BLOCK, &mSignals, &mBefore);
     }
-    ~WriteSignals() {
+    ~BlockedWriteSignals() {
         const ErrnoRestorer keepErrno;
         constexpr timespec kAtOnce{};
         while (sigtimedwait(&mSignals, nullptr, &kAtOnce) > 0) continue;
         pthread_sigmask(SIG_SETMASK, &mBefore, nullptr);
     }
-    WriteSignals(const WriteSignals&) = delete;
-    WriteSignals& operator=(const WriteSignals&) = delete;
+    BlockedWriteSignals(const BlockedWriteSignals&) = delete;
+    BlockedWriteSignals& operator=(const BlockedWriteSignals&) = delete;
 
   private:
     sigset_t mSignals;
@@ -62,12 +62,12 @@ bool isWritable(int timeoutMs) {
 }
 
 /**
- * What write() does with standard error, but for waiting. Its description is shared with other
- * processes, which O_NONBLOCK would change too, so a pipe or terminal is opened anew. That of
- * another user cannot be: then poll() must do, which knows that there is room, not how much.
+ * A write() to standard error that does not block. O_NONBLOCK on the descriptor itself would also
+ * affect other processes, which share its open file description; so a pipe or terminal is opened
+ * again. Another user's cannot be; poll() then tells that there is room, but not how much.
  */
-ssize_t writeAtOnce(const std::string& text) {
-    const WriteSignals signals;
+ssize_t writeWithoutBlocking(const std::string& text) {
+    const BlockedWriteSignals signals;
     struct stat found {};
     fstat(STDERR_FILENO, &found);
     if (S_ISSOCK(found.st_mode)) {
@@ -95,30 +95,30 @@ class StandardError {
     }
 
   private:
-    /** @return false if it is not, or not all, written. */
+    /** @return false if the text is not, or not completely, written. */
     bool write(std::string text) {
         constexpr int kTimeoutMs = 200;
         if (mIsCut) text.insert(0, 1, '\n');
         text.resize(std::min<size_t>(text.size(), PIPE_BUF - 1));
         text += '\n';
-        ssize_t written = writeAtOnce(text);
+        ssize_t written = writeWithoutBlocking(text);
         if (written == -1 && errno == EAGAIN && !mIsStuck && isWritable(kTimeoutMs)) {
-            written = writeAtOnce(text);
+            written = writeWithoutBlocking(text);
         }
         mIsStuck = written == -1 && errno == EAGAIN;
         if (written > 0) mIsCut = text[static_cast<size_t>(written) - 1] != '\n';
-        return written + 1 >= static_cast<ssize_t>(text.size());  // its end may still follow
+        return written + 1 >= static_cast<ssize_t>(text.size());  // the newline may still follow
     }
 
     std::mutex mMutex;
     uint64_t mDropped = 0;
-    bool mIsStuck = false;  // nobody reads: nothing is waited for
-    bool mIsCut = false;    // what was written last is not a whole line
+    bool mIsStuck = false;  // nobody reads: do not wait
+    bool mIsCut = false;    // the last line was written in part
 };
 
 __attribute__((constructor)) void useLogSink() {
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-    __android_log_set_default_tag("");  // else an entry without a tag carries the program's name
+    __android_log_set_default_tag("");  // not the program's name
     __android_log_set_logger(logToStderr);
 }
 

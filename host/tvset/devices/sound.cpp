@@ -1,12 +1,14 @@
-/* The sound processing of the set: the main decoder takes everything; the post-processor is ready
- * when `audio/cpupost_ready_after` says. */
+/*
+ * The sound processing of the set: the main decoder accepts everything; the post-processor becomes
+ * ready as `audio/cpupost_ready_after` says.
+ */
 
 #include <android-base/stringprintf.h>
 
 #include <string>
 
-#include "host/tvset/operation.h"
-#include "host/tvset/readiness.h"
+#include "host/tvset/devices/operation.h"
+#include "host/tvset/devices/readiness.h"
 #include "platform/middleware.h"
 
 using android::base::StringPrintf;

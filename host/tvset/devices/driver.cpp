@@ -1,4 +1,4 @@
-#include "host/tvset/driver.h"
+#include "host/tvset/devices/driver.h"
 
 #include <android-base/file.h>
 #include <android-base/parseint.h>
@@ -17,13 +17,13 @@
 #include <system_error>
 #include <utility>
 
-#include "host/tvset/clock.h"
-#include "host/tvset/completion_files.h"
+#include "host/tvset/devices/completion_files.h"
+#include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"
 #include "host/tvset/lines.h"
-#include "host/tvset/log_sink.h"
-#include "host/tvset/operation.h"
-#include "host/tvset/real.h"
+#include "host/tvset/seam/clock.h"
+#include "host/tvset/seam/log_sink.h"
+#include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"
 #include "platform/bectrl.h"
 
@@ -35,30 +35,30 @@ using std::chrono::milliseconds;
 namespace tvset {
 namespace {
 
-/** What the driver will say of a transfer. */
+/** What is written to the completion file, and when. */
 struct Step {
     bectrl_completion completion;
     milliseconds delay;
 };
 
-/** What is left of the reaction to a transfer. */
+/** The remaining reaction to a transfer. */
 struct Reaction {
     std::string completionFile;
     std::deque<Step> steps;
 };
 
+/** A kind of parameters. */
 struct Kind {
     uint32_t transferRequest;
     uint32_t cancelRequest;
     const char* completionFile;
     const char* copy;
     std::shared_ptr<Reaction> reaction{};  // to the last request
-    bool isUnderWay = false;               // a transfer, which has not ended yet
+    bool isTransferring = false;
 };
 
-/** The two kinds outlive threads that are still running at exit. */
 struct Driver {
-    std::mutex mutex;  // of the kinds' state, and held while anything is written
+    std::mutex mutex;  // guards the kinds; also held while a completion file is written
     Kind kinds[2] = {
             {BECTRL_TRANSFER_HRTF, BECTRL_CANCEL_HRTF, BECTRL_HRTF_COMPLETE,
              "bectrl/hrtf_parameters.bin"},
@@ -68,7 +68,7 @@ struct Driver {
 };
 
 Driver& driver() {
-    static auto& theDriver = *new Driver;
+    static auto& theDriver = *new Driver;  // outlives threads still running at exit
     return theDriver;
 }
 
@@ -86,7 +86,7 @@ std::optional<Step> parseStep(const std::string& line) {
                 milliseconds(delayMs)};
 }
 
-/** In place and in one go: whoever reads finds the old or the new content, in the same file. */
+/** In place and with one write: a reader finds the old or the new content, in the same file. */
 void writeCompletion(const std::string& path, const bectrl_completion& completion) {
     const unique_fd file = openFile(path, O_WRONLY);
     if (file == -1 || __real_write(file, &completion, sizeof(completion)) == -1) {
@@ -94,21 +94,21 @@ void writeCompletion(const std::string& path, const bectrl_completion& completio
     }
 }
 
-/** Goes on with a reaction, unless another request has dropped it. Call with the mutex held. */
+/** Continues a reaction, unless another request has replaced it. Call with the mutex held. */
 void react(Kind& kind, const std::shared_ptr<Reaction>& reaction) {
     if (kind.reaction != reaction) return;
     for (auto& steps = reaction->steps; !steps.empty(); steps.pop_front()) {
-        // What has been waited for has no delay any more.
+        // None left when the action below calls this function again.
         const auto delay = std::exchange(steps.front().delay, milliseconds(0));
         if (delay > milliseconds(0)) {
-            after(delay, [&kind, reaction] {
+            currentClock().after(delay, [&kind, reaction] {
                 const std::lock_guard lock(driver().mutex);
                 react(kind, reaction);
             });
             return;
         }
         writeCompletion(reaction->completionFile, steps.front().completion);
-        kind.isUnderWay = steps.front().completion.state == BECTRL_STATE_TRANSFERRING;
+        kind.isTransferring = steps.front().completion.state == BECTRL_STATE_TRANSFERRING;
     }
 }
 
@@ -116,21 +116,21 @@ void react(Kind& kind, const std::shared_ptr<Reaction>& reaction) {
 void startReaction(Kind& kind, std::deque<Step> steps) {
     kind.reaction = std::make_shared<Reaction>(
             Reaction{pathInSet(std::string("fs") + kind.completionFile), std::move(steps)});
-    kind.isUnderWay = true;
+    kind.isTransferring = true;
     react(kind, kind.reaction);
 }
 
-/** @return false with errno. Whoever reads the copy finds the old or the new one, whole. */
+/** @return false with errno. A reader of the copy finds the old or the new one, complete. */
 bool copyParameters(const Kind& kind, const bectrl_transfer& transfer) {
     const std::string path = pathInSet(kind.copy);
-    const std::string fresh = path + ".new";
+    const std::string newPath = path + ".new";
     const auto* source = reinterpret_cast<const void*>(static_cast<uintptr_t>(transfer.address));
-    const unique_fd file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+    const unique_fd file = openFile(newPath, O_WRONLY | O_CREAT | O_TRUNC);
     if (file != -1 && android::base::WriteFully(file, source, transfer.size)) {
-        return rename(fresh.c_str(), path.c_str()) == 0;
+        return rename(newPath.c_str(), path.c_str()) == 0;
     }
     const int error = errno;
-    __real_remove(fresh.c_str());
+    __real_remove(newPath.c_str());
     errno = error;
     return false;
 }
@@ -150,16 +150,16 @@ int transfer(Kind& kind, const bectrl_transfer* transfer) {
         startReaction(kind, {steps.begin(), steps.end()});
         return 0;
     } catch (const std::system_error&) {  // no thread for the delays
-        kind.isUnderWay = false;
+        kind.isTransferring = false;
         return fail(EAGAIN);
     }
 }
 
-/** Without a transfer there is nothing to tell: it would be taken for the outcome of the next. */
+/** Without a transfer nothing is written: it would be taken for the outcome of the next one. */
 int cancel(Kind& kind) {
     const std::lock_guard lock(driver().mutex);
     const Step cancelled{{BECTRL_STATE_NONE, BECTRL_RESULT_CANCELLED}, milliseconds(0)};
-    if (kind.isUnderWay) startReaction(kind, {cancelled});
+    if (kind.isTransferring) startReaction(kind, {cancelled});
     return 0;
 }
 
@@ -186,9 +186,10 @@ int performRequest(int fd, unsigned long number, const void* argument) {
             return perform(request, "0", [&] { return cancel(kind); });
         }
         if (request != kind.transferRequest) continue;
-        const auto* order = static_cast<const bectrl_transfer*>(argument);
-        return perform(request, order == nullptr ? "0" : StringPrintf("{size=%u}", order->size),
-                       [&] { return transfer(kind, order); });
+        const auto* parameters = static_cast<const bectrl_transfer*>(argument);
+        return perform(request,
+                       parameters == nullptr ? "0" : StringPrintf("{size=%u}", parameters->size),
+                       [&] { return transfer(kind, parameters); });
     }
     return fail(ENOTTY);
 }

@@ -5,7 +5,7 @@
 
 namespace tvset {
 
-/** What kind of set is made. */
+/** The kind of set to create. */
 struct SetOptions {
     bool hasBackEnd = false; /**< the model byte of the EEPROM: a back-end controller is there */
     uint8_t segment = 0x53;  /**< the segment byte of the EEPROM */
@@ -15,25 +15,25 @@ struct SetOptions {
 };
 
 /**
- * Makes a set that works at once:
+ * Creates a set that is ready for use:
  *
  *     fs/data/vendor/tmp/              ready marker, audio-quality data with plausible tuning
  *     fs/data/vendor/zavo/hidlaudio/   empty, for the services' files
  *     fs/proc/driver/zavo_bectrl/      completion files of a controller at rest, with a back end
- *     config/                          every key the services know
+ *     config/                          every key that the services use
  *     eeprom.bin
  *     bectrl/                          with a back end a driver that succeeds after 20 ms
  *     audio/                           a post-processor that is ready
  *     faults, journal, lock            empty
- *     declared                         what the device manifest declares beside our services
+ *     declared                         what the device manifest declares besides our services
  *     run/                             for sockets
  *
- * The directory appears whole or not at all. An empty directory may be there already. All is open
- * to this user alone, whatever the umask, which is another meanwhile: to be called while no other
- * thread makes files.
+ * The directory appears complete or not at all. An empty directory may be there already. Everything
+ * is accessible to this user alone. The umask of the process is changed meanwhile: call it while no
+ * other thread creates files.
  *
- * @throws std::runtime_error  naming what is wrong, if something else is there already or the set
- *                             cannot be made
+ * @throws std::runtime_error  with the reason, if something else is there already or the set cannot
+ *                             be created
  */
 void createSet(const std::string& root, const SetOptions& options);
 

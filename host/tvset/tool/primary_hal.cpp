@@ -1,4 +1,4 @@
-#include "host/tvset/primary_hal.h"
+#include "host/tvset/tool/primary_hal.h"
 
 #include <android/hardware/audio/5.0/IDevicesFactory.h>
 #include <hidl/HidlTransportSupport.h>
@@ -7,7 +7,7 @@
 #include <iomanip>
 #include <sstream>
 
-#include "host/tvset/operation.h"
+#include "host/tvset/devices/operation.h"
 
 using android::sp;
 using android::hardware::hidl_vec;

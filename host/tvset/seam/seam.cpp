@@ -1,8 +1,8 @@
 /*
- * Where the services' system calls enter the set: the linker leads each call of X to __wrap_X
- * (CMakeLists.txt has the list). Paths of the set are redirected, FIFOs refused, which a service
- * would wait for, faults injected, waits made in the set's time, its driver's files and requests
- * dealt with; all else is the C library's.
+ * Where the services' system calls enter the set: the linker replaces each call of X by one of
+ * __wrap_X (CMakeLists.txt has the list). The wrappers inject faults, redirect the set's paths,
+ * refuse FIFOs, which would block a service, wait by the set's clock, and pass the driver's files
+ * and requests to the driver. Everything else goes to the C library.
  */
 
 #include <android-base/stringprintf.h>
@@ -13,12 +13,12 @@
 
 #include <string>
 
-#include "host/tvset/clock.h"
-#include "host/tvset/completion_files.h"
-#include "host/tvset/driver.h"
+#include "host/tvset/devices/completion_files.h"
+#include "host/tvset/devices/driver.h"
 #include "host/tvset/faults.h"
 #include "host/tvset/files.h"
-#include "host/tvset/real.h"
+#include "host/tvset/seam/clock.h"
+#include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"
 #include "platform/bectrl.h"
 
@@ -30,7 +30,7 @@ using tvset::takeFault;
 
 namespace {
 
-/** Where a path of the set's file system lies; any other path lies where it says. */
+/** Maps a path of the set's file system into the set; leaves any other path as it is. */
 std::string hostPath(const std::string& path) {
     if (path == BECTRL_DEVICE) return tvset::pathOfDriver();
     for (const char* prefix : {"/data/vendor/", "/proc/driver/zavo_bectrl/"}) {
@@ -46,12 +46,12 @@ std::string pathOfDescriptor(int fd) {
     return std::string(path, length < 0 ? 0 : length);
 }
 
-/** Every log line and every message is a read or a write: ask for the path only if it matters. */
+/** Finding the path takes a system call, and every log line and message is a read or a write. */
 std::optional<Fault> takeDescriptorFault(const char* operation, int fd) {
     return mayFail(operation) ? takeFault(operation, pathOfDescriptor(fd)) : std::nullopt;
 }
 
-/** fread and fwrite, which transfer nothing or half of it and leave errno behind when told to. */
+/** fread and fwrite. A fault makes them transfer nothing, or half, and set errno. */
 template <typename Transfer>
 size_t transferItems(const char* operation, size_t size, size_t count, FILE* file,
                      const Transfer& transfer) {
@@ -86,13 +86,13 @@ int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event) {
 
 int __wrap_epoll_wait(int epoll, epoll_event* events, int maxEvents, int timeoutMs) {
     if (const auto fault = takeFault("epoll_wait", "")) return fault->raise();
-    const int count = tvset::waitForEvents(epoll, events, maxEvents, timeoutMs);
-    tvset::settleEvents(epoll, events, count);
+    const int count = tvset::currentClock().waitForEvents(epoll, events, maxEvents, timeoutMs);
+    tvset::clearReportedEvents(epoll, events, count);
     return count;
 }
 
 int __wrap_fclose(FILE* file) {
-    tvset::forgetCompletionFile(fileno(file));
+    tvset::removeCompletionFile(fileno(file));
     return __real_fclose(file);
 }
 
@@ -101,8 +101,8 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
         fault->raise();
         return nullptr;
     }
-    const std::string there = hostPath(path);
-    return isFifo(there) ? nullptr : __real_fopen(there.c_str(), mode);
+    const std::string onHost = hostPath(path);
+    return isFifo(onHost) ? nullptr : __real_fopen(onHost.c_str(), mode);
 }
 
 size_t __wrap_fread(void* buffer, size_t size, size_t count, FILE* file) {
@@ -140,16 +140,16 @@ int __wrap_open(const char* path, int flags, ...) {
         va_end(arguments);
     }
     if (const auto fault = takeFault("open", path)) return fault->raise();
-    const std::string there = hostPath(path);
-    return isFifo(there) ? -1 : __real_open(there.c_str(), flags, mode);
+    const std::string onHost = hostPath(path);
+    return isFifo(onHost) ? -1 : __real_open(onHost.c_str(), flags, mode);
 }
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument) {
     if (const auto fault = takeFault("pthread_create", "")) {
-        return fault->error != 0 ? fault->error : fault->result;  // and errno is left alone
+        return fault->error != 0 ? fault->error : fault->result;  // errno stays as it is
     }
-    return tvset::createThread(thread, attributes, function, argument);
+    return tvset::currentClock().createThread(thread, attributes, function, argument);
 }
 
 ssize_t __wrap_read(int fd, void* buffer, size_t size) {
@@ -176,17 +176,15 @@ int __wrap_timerfd_create(int clock, int flags) {
 
 int __wrap_timerfd_settime(int timer, int flags, const itimerspec* value, itimerspec* old) {
     if (const auto fault = takeFault("timerfd_settime", "")) return fault->raise();
-    return tvset::setTimer(timer, flags, value, old);
+    return tvset::currentClock().setTimer(timer, flags, value, old);
 }
 
 int __wrap_nanosleep(const timespec* duration, timespec* remaining) {
-    return tvset::sleepFor(
-            std::chrono::seconds(duration->tv_sec) + std::chrono::nanoseconds(duration->tv_nsec),
-            remaining);
+    return tvset::currentClock().sleepFor(tvset::durationOf(*duration), remaining);
 }
 
 int __wrap_usleep(useconds_t microseconds) {
-    return tvset::sleepFor(std::chrono::microseconds(microseconds), nullptr);
+    return tvset::currentClock().sleepFor(std::chrono::microseconds(microseconds), nullptr);
 }
 
 }  // extern "C"

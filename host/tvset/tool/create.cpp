@@ -1,4 +1,4 @@
-#include "host/tvset/create.h"
+#include "host/tvset/tool/create.h"
 
 #include <errno.h>
 #include <stdlib.h>
@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 namespace tvset {
 namespace {
 
-/** A piece of the audio-quality data file: little-endian 32-bit words from an offset on. */
+/** A part of the audio-quality data file: little-endian 32-bit words from an offset on. */
 struct Region {
     size_t offset;
     std::vector<int32_t> words;
@@ -126,7 +126,7 @@ void fill(const fs::path& root, const SetOptions& options) {
     fs::create_directory(root / "run");
 }
 
-/** What is made meanwhile is open to this user alone: files 0600, directories 0700. */
+/** Meanwhile, new files and directories are accessible to this user alone: 0600 and 0700. */
 class PrivateUmask {
   public:
     PrivateUmask() : mBefore(umask(S_IRWXG | S_IRWXO)) {}
@@ -138,7 +138,7 @@ class PrivateUmask {
     const mode_t mBefore;
 };
 
-/** A directory beside the set in which the set is put together; gone if it was not moved away. */
+/** A directory next to the set, in which the set is built; removed unless it has been renamed. */
 class StagingDirectory {
   public:
     explicit StagingDirectory(const fs::path& parent) {
