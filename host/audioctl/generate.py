@@ -4,8 +4,9 @@ record what services call back, and the tables of methods and interfaces.
 
     generate.py --output FILE --hidl-gen PROGRAM [--root PACKAGE:FOLDER]... INPUT...
 
-The inputs are the files of one package: FOLDER/VERSION/NAME.hal, FOLDER/current.txt. A --root is another package that
-they import from. hidl-gen describes them ("-L vts"), in the text form of protocol buffers.
+The inputs are the files of one package: FOLDER/VERSION/NAME.hal, FOLDER/current.txt. A --root is
+another package that they import from. hidl-gen describes them ("-L vts"), in the text form of
+protocol buffers.
 """
 
 import argparse
@@ -15,10 +16,10 @@ import subprocess
 import sys
 import tempfile
 
-# Scalars of the .hal files, each under its name there and in C++, by their names in a description.
-SCALARS = {'bool_t': 'bool', 'float_t': 'float'} | {
-    name: name for name in ('int8_t', 'uint8_t', 'int16_t', 'uint16_t', 'int32_t', 'uint32_t',
-                            'int64_t')}
+# The scalars that have a JSON: their names in a description, and in .hal files and C++.
+SCALARS = {name: name for name in ('int8_t', 'uint8_t', 'int16_t', 'uint16_t', 'int32_t',
+                                   'uint32_t', 'int64_t')}
+SCALARS.update({'bool_t': 'bool', 'float_t': 'float'})
 
 
 class Unsupported(Exception):
@@ -67,13 +68,14 @@ class Type:
             self.cpp = cpp_name(message.one('predefined_type'), package)
             self.hal = self.cpp.split('::')[-1]
         else:
-            raise Unsupported(f"no JSON for the type {message.all('scalar_type') or kind}")
+            scalar = message.one('scalar_type') if kind == 'TYPE_SCALAR' else kind
+            raise Unsupported(f'no JSON for the type {scalar}')
 
 
 def value_type(message, package):
     value = Type(message, package)
     if value.is_interface:
-        raise Unsupported(f'the interface {value.hal} is no argument')
+        raise Unsupported(f'{value.hal} can only be an argument')
     return value
 
 
@@ -140,7 +142,7 @@ def structures(message, package):
             yield name, [(about(f"{name}.{field.one('name')}", value_type, field, package),
                           field.one('name')) for field in each.all('struct_value')]
         elif kind != 'TYPE_ENUM':  # HIDL's own code knows the names of an enumeration
-            raise Unsupported(f'{name}: no JSON for a {kind}')
+            raise Unsupported(f'{name}: no JSON for the type {kind}')
     for each in message.all('interface'):
         yield from structures(each, package)
 
@@ -199,17 +201,17 @@ def recorder(cpp):
 
 
 def parameter(kind, name):
-    """As hidl-gen declares it in a method without interfaces as arguments."""
+    """The declaration in a C++ method."""
     return (kind.cpp if kind.is_scalar else f'const {kind.cpp}&') + ' ' + name
 
 
 def recorder_method(method):
     if method.results:
-        raise Unsupported('nothing to answer to a service')
+        raise Unsupported('a callback with a result')
     parameters = ',\n            '.join(parameter(*each) for each in method.arguments)
     for kind, _ in method.arguments:
         if kind.is_interface:
-            raise Unsupported(f'no JSON for the interface {kind.hal}')
+            raise Unsupported(f'no JSON for the type {kind.hal}')
     values = ', '.join(f'toJson({name})' for _, name in method.arguments)
     return f'''\
     Return<void> {method.name}({parameters}) override {{
@@ -234,7 +236,7 @@ def quoted(parameters):
 
 
 def method_row(interface, method):
-    """The names of its own end with an underscore: those of arguments do not."""
+    """Its local names end with an underscore, so that no argument is called the same."""
     takes = ''.join(
         f'                 const sp<{kind.cpp}> {name} =\n'
         f'                         words_.takeObject<{recorder(kind.cpp)}>();\n'
@@ -267,12 +269,12 @@ def method_row(interface, method):
 
 
 def interface_row(interface, interfaces):
-    chain = ',\n              '.join(f'{each.cpp}::descriptor'
-                      for each in [interface] + interface.extended(interfaces))
+    chain = [interface] + interface.extended(interfaces)
+    descriptors = ',\n              '.join(f'{each.cpp}::descriptor' for each in chain)
     return f'''\
             {{"{interface.name}",
              "{'.'.join(map(str, interface.version))}",
-             {{{chain}}},
+             {{{descriptors}}},
              [] {{ return sp<IBase>({interface.cpp}::getService()); }}}},
 '''
 
@@ -288,8 +290,9 @@ def generate(package, descriptions):
     passed = {kind.cpp for each in services for method in each.methods
               for kind, _ in method.arguments if kind.is_interface}
     folder = package.replace('.', '/')
-    includes = ''.join('#include <{}/{}.{}/{}.h>\n'.format(folder, *each.version, each.name)
-                       for each in sorted(interfaces, key=lambda each: (each.version, each.name)))
+    includes = ''.join('#include <{}/{}.{}/{}.h>\n'.format(folder, *map(each.one, (
+        'component_type_version_major', 'component_type_version_minor', 'component_name')))
+                       for each in descriptions)
     return f'''\
 /* Written by host/audioctl/generate.py from the .hal files. */
 

@@ -10,7 +10,7 @@
 
 #include "host/audioctl/errors.h"
 
-/* The values of interface types as JSON. generate.py writes what is to be known of structures. */
+/* The values of interface types as JSON. generate.py writes the specialisations for structures. */
 namespace audioctl {
 
 /** Keeps the fields of a structure in the order of their definition. */
