@@ -2,6 +2,7 @@
 
 #include <hidl/Status.h>
 
+#include <initializer_list>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -17,9 +18,12 @@ namespace audioctl {
  */
 class Callbacks {
   public:
-    /** Makes an object of an interface that services call back. */
-    template <typename Interface>
-    android::sp<Interface> serve();
+    /** Makes an object of a class that generate.py has written. */
+    template <typename Object>
+    android::sp<Object> serve() {
+        mAreServed = true;
+        return new Object(this);
+    }
 
     bool areServed() const { return mAreServed; }
 
@@ -33,17 +37,33 @@ class Callbacks {
     }
 
     /** For the objects: notes a call. */
-    template <typename... Arguments>
-    android::hardware::Return<void> arrived(const char* method, const Arguments&... arguments) {
+    void note(std::string method, std::initializer_list<Json> arguments) {
+        for (const Json& argument : arguments) method += " " + toLine(argument);
         const std::lock_guard<std::mutex> lock(mLock);
-        mCalls.push_back((method + ... + (" " + toLine(Codec<Arguments>::write(arguments)))));
-        return {};
+        mCalls.push_back(std::move(method));
     }
 
   private:
     bool mAreServed = false;
     std::mutex mLock;
     std::vector<std::string> mCalls;  // guarded by mLock
+};
+
+/** What the classes of the objects have in common. */
+template <typename Interface>
+class Recording : public Interface {
+  public:
+    explicit Recording(Callbacks* callbacks) : mCallbacks(*callbacks) {}
+
+  protected:
+    android::hardware::Return<void> arrived(const char* method,
+                                            std::initializer_list<Json> arguments) {
+        mCallbacks.note(method, arguments);
+        return {};
+    }
+
+  private:
+    Callbacks& mCallbacks;
 };
 
 }  // namespace audioctl

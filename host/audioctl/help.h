@@ -1,5 +1,9 @@
 #pragma once
 
+#include <string>
+
+#include "host/audioctl/meanings.h"
+
 /* What `--help` says below the list of options, in 80 columns. */
 namespace audioctl {
 
@@ -58,17 +62,18 @@ one, and says so. SIGINT (Ctrl-C) or SIGTERM ends it.
 
 Exit status: 0 stopped, 2 bad usage or no set, 3 no such service.)";
 
-constexpr char kUploadHelp[] =
-        R"(FILE holds the parameters as they are, 2147483647 bytes at most. It must be a
+inline std::string uploadHelp() {
+    std::string outcomes;
+    for (const Meaning& outcome : kOfOutcome) {
+        outcomes += "  " + inWords(kOfOutcome, outcome.code) + "\n";
+    }
+    return R"(FILE holds the parameters as they are, 2147483647 bytes at most. It must be a
 regular file that tells its size, which those under /proc are not.
 
 The outcome is a line on standard output, the progress is on standard error:
   transferred 1048576 bytes
-  cancelled (1)
-  refused by the controller (-1)
-  timed out, not taken by the controller, or ended with an unknown outcome (-2)
-  the controller is busy, or the transfer could not be started (-3)
-What the service refuses before the transfer is told on standard error, with its
+)" + outcomes +
+           R"(What the service refuses before the transfer is told on standard error, with its
 status. Nothing is left in the service then.
 
 SIGINT (Ctrl-C) or SIGTERM discards what is appended; once the transfer runs, it
@@ -80,6 +85,7 @@ A second one ends audioctl at once, whatever the service does.
 Exit status: 0 transferred; 1 refused, another outcome, or stopped; 2 bad usage,
 no set, or FILE cannot be read or is not such a file; 3 no such service or
 connection lost.)";
+}
 
 constexpr char kCallHelp[] =
         R"(Without METHOD the methods of IFACE are listed, without IFACE the interfaces.

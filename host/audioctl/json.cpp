@@ -44,21 +44,7 @@ BadValue BadValue::expected(const std::string& type, const Json& found) {
     return BadValue(": expected " + type + ", not " + text);
 }
 
-bool Codec<bool>::read(const Json& value) {
-    if (!value.is_boolean()) throw BadValue::expected(typeName(), value);
-    return value.get<bool>();
-}
-
-float Codec<float>::read(const Json& value) {
-    for (const auto& known : kWordsForFloats) {
-        if (value == known.word) return known.value;
-    }
-    const float number = value.is_number() ? value.get<float>() : NAN;
-    if (!std::isfinite(number)) throw BadValue::expected(typeName(), value);
-    return number;
-}
-
-Json Codec<float>::write(float value) {
+Json toJson(float value) {
     for (const auto& known : kWordsForFloats) {
         if (value == known.value || (std::isnan(value) && std::isnan(known.value))) {
             return known.word;
@@ -72,9 +58,42 @@ Json Codec<float>::write(float value) {
     return number;
 }
 
-hidl_string Codec<hidl_string>::read(const Json& value) {
-    if (!value.is_string()) throw BadValue::expected(typeName(), value);
-    return value.get<std::string>();
+void fromJson(const Json& value, const std::string& type, bool* result) {
+    if (!value.is_boolean()) throw BadValue::expected(type, value);
+    *result = value.get<bool>();
+}
+
+void fromJson(const Json& value, const std::string& type, float* result) {
+    for (const auto& known : kWordsForFloats) {
+        *result = known.value;
+        if (value == known.word) return;
+    }
+    *result = value.is_number() ? value.get<float>() : NAN;
+    if (!std::isfinite(*result)) throw BadValue::expected(type, value);
+}
+
+void fromJson(const Json& value, const std::string& type, hidl_string* result) {
+    if (!value.is_string()) throw BadValue::expected(type, value);
+    *result = value.get<std::string>();
+}
+
+Fields::Fields(const Json& value, const std::string& type) : mUnread(value), mType(type) {
+    if (!value.is_object()) throw BadValue::expected(type, value);
+}
+
+Json Fields::take(const char* name) {
+    const auto found = mUnread.find(name);
+    if (found == mUnread.end()) {
+        throw BadValue(": field '" + std::string(name) + "' of " + mType + " is missing");
+    }
+    Json value = std::move(*found);
+    mUnread.erase(found);
+    return value;
+}
+
+void Fields::end() const {
+    if (mUnread.empty()) return;
+    throw BadValue(": " + mType + " has no field " + toLine(mUnread.begin().key()));
 }
 
 std::vector<uint8_t> readFile(const std::string& name) {

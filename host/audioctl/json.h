@@ -5,22 +5,12 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <tuple>
 #include <type_traits>
 #include <vector>
 
 #include "host/audioctl/errors.h"
 
-/*
- * Interface types as JSON.
- *
- * Codec<T> is the conversion of a type:
- *
- *     static std::string typeName();        as the .hal files write it
- *     static T read(const Json& value);     throws BadValue
- *     static Json write(const T& value);
- *     static constexpr bool kTakesWords;    whether a word that is no JSON can stand for a value
- */
+/* The values of interface types as JSON. generate.py writes the specialisations for structures. */
 namespace audioctl {
 
 /** Keeps the fields of a structure in the order of their definition. */
@@ -57,55 +47,53 @@ auto readPart(const std::string& step, Read read) {
  */
 std::vector<uint8_t> readFile(const std::string& name);
 
+/** Numbers of enumerations, too. JSON has no numbers for NaN and the like: they are strings. */
+template <typename T>
+Json toJson(const T& value) {
+    if constexpr (std::is_enum_v<T>) {
+        return static_cast<std::underlying_type_t<T>>(value);
+    } else {
+        return value;
+    }
+}
+/** The shortest number that reads as the same float. */
+Json toJson(float value);
+inline Json toJson(const android::hardware::hidl_string& value) {
+    return std::string(value);
+}
+template <typename T>
+Json toJson(const android::hardware::hidl_vec<T>& list) {
+    Json json = Json::array();
+    for (const T& element : list) json.push_back(toJson(element));
+    return json;
+}
+
 /**
- * What the .hal files say of a type that they define: kName; of a structure also kFields, a tuple
- * of Field in their order there.
+ * Reads a value of a type, for which a .hal file writes `type`. Throws BadValue.
+ *
+ * This one is for integers and enumerations. Of an enumeration also a number without a name, or a
+ * name, will do.
  */
 template <typename T>
-struct Definition;
-
-template <typename Struct, typename T>
-struct Field {
-    const char* name;
-    T Struct::*member;
-};
-
-template <typename T, typename Enable = void>
-struct Codec;
-
-template <>
-struct Codec<bool> {
-    static constexpr bool kTakesWords = false;
-    static std::string typeName() { return "bool"; }
-    static bool read(const Json& value);
-    static Json write(bool value) { return value; }
-};
-
-/** Numbers, and the strings NaN, Infinity and -Infinity: JSON has no numbers for these. */
-template <>
-struct Codec<float> {
-    static constexpr bool kTakesWords = false;
-    static std::string typeName() { return "float"; }
-    static float read(const Json& value);
-    /** The shortest number that reads as the same float. */
-    static Json write(float value);
-};
-
-template <>
-struct Codec<android::hardware::hidl_string> {
-    static constexpr bool kTakesWords = true;
-    static std::string typeName() { return "string"; }
-    static android::hardware::hidl_string read(const Json& value);
-    static Json write(const android::hardware::hidl_string& value) { return std::string(value); }
-};
-
-template <typename T>
-struct Codec<T, std::enable_if_t<std::is_integral_v<T>>> {
-    static constexpr bool kTakesWords = false;
-    static std::string typeName() {
-        return (std::is_signed_v<T> ? "int" : "uint") + std::to_string(8 * sizeof(T)) + "_t";
-    }
-    static T read(const Json& value) {
+void fromJson(const Json& value, const std::string& type, T* result) {
+    if constexpr (std::is_enum_v<T>) {
+        using Number = std::underlying_type_t<T>;
+        const std::string numberType = (std::is_signed_v<Number> ? "int" : "uint") +
+                                       std::to_string(8 * sizeof(Number)) + "_t";
+        if (!value.is_string()) {
+            Number number;
+            fromJson(value, numberType, &number);
+            *result = static_cast<T>(number);
+            return;
+        }
+        std::string names;
+        for (T candidate : android::hardware::hidl_enum_range<T>()) {
+            *result = candidate;
+            if (value == toString(candidate)) return;
+            names += ", " + toString(candidate);
+        }
+        throw BadValue::expected(type + " (" + numberType + names + ")", value);
+    } else {
         constexpr int64_t kMin = std::numeric_limits<T>::min();
         constexpr int64_t kMax = std::numeric_limits<T>::max();
         // Numbers too large for int64_t are unsigned here, and would wrap around.
@@ -113,90 +101,43 @@ struct Codec<T, std::enable_if_t<std::is_integral_v<T>>> {
                                   ? value.get<uint64_t>() <= static_cast<uint64_t>(kMax)
                                   : value.is_number_integer() && value.get<int64_t>() >= kMin &&
                                             value.get<int64_t>() <= kMax;
-        if (!fits) throw BadValue::expected(typeName(), value);
-        return value.get<T>();
+        if (!fits) throw BadValue::expected(type, value);
+        *result = value.get<T>();
     }
-    static Json write(T value) { return value; }
-};
-
-/** A number, also one without a name; or a name. */
+}
+void fromJson(const Json& value, const std::string& type, bool* result);
+void fromJson(const Json& value, const std::string& type, float* result);
+void fromJson(const Json& value, const std::string& type, android::hardware::hidl_string* result);
 template <typename T>
-struct Codec<T, std::enable_if_t<std::is_enum_v<T>>> {
-    using Number = Codec<std::underlying_type_t<T>>;
+void fromJson(const Json& value, const std::string& type, android::hardware::hidl_vec<T>* result) {
+    if (!value.is_array()) throw BadValue::expected(type, value);
+    constexpr size_t kVec = sizeof("vec<") - 1;
+    const std::string elementType = type.substr(kVec, type.size() - kVec - 1);
+    result->resize(value.size());
+    for (size_t i = 0; i < value.size(); i++) {
+        readPart("[" + std::to_string(i) + "]",
+                 [&] { fromJson(value[i], elementType, &(*result)[i]); });
+    }
+}
 
-    static constexpr bool kTakesWords = true;
-    static std::string typeName() { return Definition<T>::kName; }
-    static T read(const Json& value) {
-        if (!value.is_string()) return static_cast<T>(Number::read(value));
-        std::string names;
-        for (T candidate : android::hardware::hidl_enum_range<T>()) {
-            if (value == toString(candidate)) return candidate;
-            names += ", " + toString(candidate);
-        }
-        throw BadValue::expected(typeName() + " (" + Number::typeName() + names + ")", value);
-    }
-    static Json write(T value) { return static_cast<std::underlying_type_t<T>>(value); }
-};
+/** Reads a structure, its fields in the order of their definition. Throws BadValue. */
+class Fields {
+  public:
+    Fields(const Json& value, const std::string& type);
 
-template <typename T>
-struct Codec<android::hardware::hidl_vec<T>> {
-    using List = android::hardware::hidl_vec<T>;
-
-    static constexpr bool kTakesWords = false;
-    static std::string typeName() { return "vec<" + Codec<T>::typeName() + ">"; }
-    static List read(const Json& value) {
-        if (!value.is_array()) throw BadValue::expected(typeName(), value);
-        List list(value.size());
-        for (size_t i = 0; i < list.size(); i++) {
-            list[i] = readPart("[" + std::to_string(i) + "]",
-                               [&] { return Codec<T>::read(value[i]); });
-        }
-        return list;
+    template <typename T>
+    void read(const char* name, const char* type, T* result) {
+        const Json value = take(name);
+        readPart("." + std::string(name), [&] { fromJson(value, type, result); });
     }
-    static Json write(const List& list) {
-        Json value = Json::array();
-        for (const T& element : list) value.push_back(Codec<T>::write(element));
-        return value;
-    }
-};
-
-template <typename T>
-struct Codec<T, std::void_t<decltype(Definition<T>::kFields)>> {
-    static constexpr bool kTakesWords = false;
-    static std::string typeName() { return Definition<T>::kName; }
-    static T read(const Json& value) {
-        if (!value.is_object()) throw BadValue::expected(typeName(), value);
-        T result{};
-        Json unread = value;
-        forEachField([&](const char* name, auto member) {
-            using Member = std::decay_t<decltype(result.*member)>;
-            if (unread.erase(name) == 0) {
-                throw BadValue(": field '" + std::string(name) + "' of " + typeName() +
-                               " is missing");
-            }
-            result.*member = readPart("." + std::string(name),
-                                      [&] { return Codec<Member>::read(value.at(name)); });
-        });
-        if (!unread.empty()) {
-            throw BadValue(": " + typeName() + " has no field " + toLine(unread.begin().key()));
-        }
-        return result;
-    }
-    static Json write(const T& source) {
-        Json value = Json::object();
-        forEachField([&](const char* name, auto member) {
-            using Member = std::decay_t<decltype(source.*member)>;
-            value[name] = Codec<Member>::write(source.*member);
-        });
-        return value;
-    }
+    /** To be called after the last one: there must not be more. */
+    void end() const;
 
   private:
-    template <typename Visit>
-    static void forEachField(Visit visit) {
-        std::apply([&](const auto&... field) { (visit(field.name, field.member), ...); },
-                   Definition<T>::kFields);
-    }
+    Json take(const char* name);
+
+    Json mUnread;
+    const std::string mType;
 };
 
 }  // namespace audioctl

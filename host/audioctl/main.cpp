@@ -178,7 +178,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer(kGeneralHelp);
     int exitStatus = kDone;
-    const auto addCommand = [&](const char* name, const char* what, const char* help) {
+    const auto addCommand = [&](const char* name, const char* what, const std::string& help) {
         CLI::App* command = app.add_subcommand(name, what);
         command->footer(help);
         return command;
@@ -201,7 +201,7 @@ int main(int argc, char** argv) {
 
     UploadOptions uploadOptions;
     CLI::App* uploader =
-            addCommand("upload", "Upload parameters to the back-end controller", kUploadHelp);
+            addCommand("upload", "Upload parameters to the back-end controller", uploadHelp());
     uploader->add_option("KIND", uploadOptions.kind, "What the parameters are for")
             ->required()
             ->check(CLI::IsMember({"device", "hrtf"}));

@@ -9,12 +9,13 @@
 #include "host/audioctl/callbacks.h"
 #include "host/audioctl/json.h"
 
-/* What audioctl can call: the table of all methods of all service interfaces. */
+/* What audioctl can call. generate.py writes both tables from the .hal files. */
 namespace audioctl {
 
 using android::hidl::base::V1_0::IBase;
 
 struct Parameter {
+    /** As the .hal file writes it: `vec<string>`, `SampleLatency`. */
     std::string type;
     std::string name;
 };
@@ -26,6 +27,56 @@ struct Parameter {
  */
 using Call = std::function<Json(IBase& object)>;
 
+/** The arguments of a call, each a word of a command line; the bytes of a file for `@FILE`. */
+class Words {
+  public:
+    /** There must be as many words as parameters. */
+    Words(const std::vector<std::string>& words, const std::vector<Parameter>& parameters,
+          Callbacks* callbacks)
+        : mWords(words), mParameters(parameters), mCallbacks(callbacks) {}
+
+    /** The argument for the next parameter. Throws UsageError if it does not fit. */
+    template <typename T>
+    T take() {
+        return takeNext([&](const std::string& word, const std::string& type) {
+            T result{};
+            if constexpr (std::is_same_v<T, android::hardware::hidl_vec<uint8_t>>) {
+                if (isFile(word)) return T(readFile(word.substr(1)));
+            }
+            fromJson(toValue(word), type, &result);
+            return result;
+        });
+    }
+
+    /** The same for an object that services call: null, or one that audioctl serves. */
+    template <typename Object>
+    android::sp<Object> takeObject() {
+        return takeNext(
+                [&](const std::string& word, const std::string& type) -> android::sp<Object> {
+                    const Json value = toValue(word);
+                    if (value.is_null()) return nullptr;
+                    if (value == "callback") return mCallbacks->serve<Object>();
+                    throw BadValue::expected(type + " (null or callback)", value);
+                });
+    }
+
+  private:
+    template <typename Read>
+    auto takeNext(Read read) {
+        const size_t i = mTaken++;
+        return readPart("argument " + std::to_string(mTaken),
+                        [&] { return read(mWords[i], mParameters[i].type); });
+    }
+    static bool isFile(const std::string& word) { return !word.empty() && word[0] == '@'; }
+    /** The JSON that a word is or names; else a string. */
+    static Json toValue(const std::string& word);
+
+    const std::vector<std::string>& mWords;
+    const std::vector<Parameter>& mParameters;
+    Callbacks* const mCallbacks;
+    size_t mTaken = 0;
+};
+
 struct Method {
     std::string name;
     /** The interface that first has it, as IBase::interfaceDescriptor() tells it. */
@@ -33,12 +84,13 @@ struct Method {
     std::vector<Parameter> parameters;
     /** One result, or none. */
     std::vector<Parameter> results;
-    /**
-     * Settles the arguments, each a word of a command line. Throws UsageError for a wrong number
-     * of words and for one that does not fit its parameter.
-     */
-    std::function<Call(const std::vector<std::string>& words, Callbacks* callbacks)> bind;
+    Call (*settle)(Words& words);
 
+    /**
+     * Settles the arguments. Throws UsageError for a wrong number of words and for one that does
+     * not fit its parameter.
+     */
+    Call bind(const std::vector<std::string>& words, Callbacks* callbacks) const;
     /** As in the .hal file, on one line: `set(int32_t type) generates (int32_t status)`. */
     std::string signature() const;
 };
@@ -51,7 +103,7 @@ struct Interface {
     /** Descriptors of this interface and of those that it extends. */
     std::vector<std::string> chain;
     /** The service "default"; null if none is registered. */
-    std::function<android::sp<IBase>()> getService;
+    android::sp<IBase> (*getService)();
 
     /** `IOutputSpeaker@3.1` */
     std::string fullName() const { return name + "@" + version; }
@@ -60,6 +112,9 @@ struct Interface {
     /** Throws UsageError, with a list of what there is. */
     const Method& method(const std::string& methodName) const;
 };
+
+/** In the order of the .hal files, parents first. */
+const std::vector<Method>& allMethods();
 
 /** All service interfaces, the versions of each in ascending order. */
 const std::vector<Interface>& interfaces();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/audioctl/errors.h"
+#include "host/audioctl/meanings.h"
 #include "host/audioctl/progress.h"
 #include "host/audioctl/text.h"
 #include "host/audioctl/waiting.h"
@@ -24,37 +25,6 @@ using android::hardware::Return;
 using Virtualizer = V5_0::IHeadphoneVirtualizer;
 
 namespace {
-
-struct Meaning {
-    int32_t code;
-    const char* words;
-};
-using Meanings = std::vector<Meaning>;
-
-constexpr char kGone[] = "the buffer is gone: another client took over the kind";
-
-const Meanings kOfAppend{
-        {-1, kGone}, {-2, "the piece does not fit"}, {-3, "the buffer is being transferred"}};
-const Meanings kOfApply{{-1, kGone},
-                        {-2, "the buffer is not full"},
-                        {-3, "the controller is busy"},
-                        {-5, "the controller cannot be reached, or no thread could be started"}};
-const Meanings kOfCancel{{-1, "the transfer has ended"},
-                         {-4, "there is no transfer, or the controller refuses to end it"}};
-const Meanings kOfOutcome{
-        {1, "cancelled"},
-        {-1, "refused by the controller"},
-        {-2, "timed out, not taken by the controller, or ended with an unknown outcome"},
-        {-3, "the controller is busy, or the transfer could not be started"},
-};
-
-/** `the controller is busy (-3)` */
-std::string inWords(const Meanings& meanings, int32_t code) {
-    const auto known = std::find_if(meanings.begin(), meanings.end(),
-                                    [=](const Meaning& meaning) { return meaning.code == code; });
-    const std::string words = known == meanings.end() ? "failed for another reason" : known->words;
-    return words + " (" + std::to_string(code) + ")";
-}
 
 void expectSuccess(const char* step, const Meanings& meanings, const Return<int32_t>& status) {
     if (valueOf(status) != 0) throw Refusal(step + (": " + inWords(meanings, status)));

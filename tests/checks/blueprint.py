@@ -5,7 +5,7 @@ import re
 from sources import ROOT
 
 TOKEN = re.compile(r'\s+|//[^\n]*|/\*.*?\*/|(?P<string>"(?:[^"\\]|\\.)*")|(?P<word>\w+)'
-                   r'|(?P<mark>[{}\[\]:,])', re.DOTALL)
+                   r'|(?P<mark>[{}\[\]:,+])', re.DOTALL)
 
 
 class Reader:
@@ -32,7 +32,11 @@ class Reader:
             return list(self.items(']', self.value))
         if token == '{':
             return dict(self.items('}', self.property))
-        return {'true': True, 'false': False}.get(token, token.strip('"'))
+        value = {'true': True, 'false': False}.get(token, token.strip('"'))
+        while self.tokens[0] == '+':
+            self.next()
+            value += self.value()
+        return value
 
     def property(self):
         name = self.next()

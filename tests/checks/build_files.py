@@ -4,6 +4,7 @@ import json
 import pathlib
 import re
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -22,15 +23,14 @@ COUNTERPARTS = {
 }
 
 
-def cmake_targets():
-    """The targets of the CMake build as CMake itself describes them, by their names."""
-    with tempfile.TemporaryDirectory() as build:
-        api = pathlib.Path(build, '.cmake/api/v1')
-        (api / 'query').mkdir(parents=True)
-        (api / 'query/codemodel-v2').touch()
-        subprocess.run(['cmake', '-S', sources.ROOT, '-B', build, '-G', 'Ninja'], check=True,
-                       stdout=subprocess.DEVNULL)
-        targets = [json.loads(path.read_text()) for path in api.glob('reply/target-*.json')]
+def cmake_targets(build):
+    """The targets of a new CMake build as CMake itself describes them, by their names."""
+    api = pathlib.Path(build, '.cmake/api/v1')
+    (api / 'query').mkdir(parents=True)
+    (api / 'query/codemodel-v2').touch()
+    subprocess.run(['cmake', '-S', sources.ROOT, '-B', build, '-G', 'Ninja'], check=True,
+                   stdout=subprocess.DEVNULL)
+    targets = [json.loads(path.read_text()) for path in api.glob('reply/target-*.json')]
     return {target['name']: target for target in targets}
 
 
@@ -62,7 +62,10 @@ def packages(target):
 class BuildFiles(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.targets = cmake_targets()
+        build = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(build.cleanup)
+        cls.build = pathlib.Path(build.name)
+        cls.targets = cmake_targets(cls.build)
         cls.modules = blueprint.read_modules()
         cls.by_name = {module.name: module for module in cls.modules}
         cls.compiled = [module for module in cls.modules if 'srcs' in module.properties
@@ -112,6 +115,33 @@ class BuildFiles(unittest.TestCase):
                 expected -= {'android.hidl.base@1.0', 'android.hidl.manager@1.0'}  # libhidlbase
                 module = blueprint.with_defaults(self.by_name[program], self.modules)
                 self.assertEqual(expected, set(module['shared_libs']))
+
+    def test_audioctl_is_generated_the_same(self):
+        rule, = [each for each in self.modules if each.kind == 'genrule']
+        program, = [each for each in self.modules if each.kind == 'python_binary_host']
+        self.assertEqual([rule.name], self.by_name['audioctl'].get('generated_sources'))
+        self.assertEqual({program.name, 'hidl-gen'}, set(rule.get('tools')))
+        with tempfile.TemporaryDirectory() as tree:
+            here = pathlib.Path(tree, 'vendor/zavo/hidlaudio')
+            hidl = pathlib.Path(tree, 'system/libhidl/transport')
+            for link, folder in ((here, '.'), (hidl, 'host/interfaces/hidl')):
+                link.parent.mkdir(parents=True)
+                link.symlink_to(sources.ROOT / folder)
+            inputs = []
+            for module in [self.by_name[name.lstrip(':')] for name in rule.get('srcs')]:
+                for pattern in module.get('srcs'):
+                    inputs += (here / module.folder).glob(pattern)
+            written = pathlib.Path(tree, *rule.get('out'))
+            command = rule.get('cmd').replace('$(out)', str(written)) \
+                .replace('$(in)', ' '.join(str(path.relative_to(tree)) for path in inputs)) \
+                .replace('$(location hidl-gen)', 'hidl-gen') \
+                .replace(f'$(location {program.name})',
+                         f"{sys.executable} {here / program.folder / program.get('main')}")
+            subprocess.run(command, shell=True, check=True, cwd=tree)
+            subprocess.run(['cmake', '--build', self.build, '--target', rule.name], check=True,
+                           stdout=subprocess.DEVNULL)
+            expected = self.build / 'host/audioctl' / written.name
+            self.assertEqual(expected.read_text(), written.read_text())
 
     def test_the_programs_take_what_the_maker_fills_in(self):
         for program in PROGRAMS:
