@@ -6,7 +6,7 @@
 #include "V3_1/OutputExternal.h"
 #include "tests/support/tv.h"
 
-using namespace com::zavo::dtv::hardware::audio::V3_1::implementation;
+using namespace V3_1::implementation;
 
 namespace {
 
@@ -23,64 +23,71 @@ std::string write(int mode, int status = 0) {
 
 using Tv = Running<OutputExternal>;
 
+const std::string kConnected = "D -: OutputExternal mtal open success";
+const std::string kFirst =
+        "D -: [OutputExternal] prev setting not exist. set bitstream output mode 0,  result 0";
+
 TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndGoesOnThroughEveryFailure) {
     const std::string none = "-", open = "open file " + kPath + " failed, errno 13";
-    const Lines first{
-            "D -: [OutputExternal] prev setting not exist. set bitstream output mode 0,  result 0"};
     const auto kept = [](int mode, int result = 0) {
         return Lines{"D -: [OutputExternal] set bitstream output mode " + to_string(mode) +
                      ",  result " + to_string(result)};
     };
     const struct {
+        const char* name;
         std::string file, faults;
         Lines log, journal;
         std::string left;
     } cases[] = {
-            {none, "", first, {write(0)}, ""},
-            {kOn, "", kept(0), {write(0)}, kOn},
-            {kOff, "", kept(2), {write(2)}, kOff},
-            {"\2", "", kept(2), {write(2)}, "\2"},  // what is missing counts as zero
-            {"\1\2\3", "", kept(0x030201), {write(0x030201)}, "\1\2\3"},
-            {"\xff\xff\xff\xff and", "", kept(-1), {write(-1)}, "\xff\xff\xff\xff and"},
-            {kOff, "MTAL_InitExCb 3", kept(2), {write(2)}, kOff},
-            {kOff, "open(output_mode) EACCES", {"E -: [OutputExternal] " + open}, {}, kOff},
-            {kOff, "read(output_mode) EIO", first, {write(0)}, kOff},
-            {kOff, "a_mtktvapi_config_set_value 5", kept(2, 5), {write(2, 5)}, kOff},
+            {"no file", none, "", {kFirst}, {write(0)}, ""},
+            {"forced", kOn, "", kept(0), {write(0)}, kOn},
+            {"not forced", kOff, "", kept(2), {write(2)}, kOff},
+            {"one byte", "\2", "", kept(2), {write(2)}, "\2"},  // what is missing counts as zero
+            {"three bytes", "\1\2\3", "", kept(0x030201), {write(0x030201)}, "\1\2\3"},
+            {"more", "\xff\xff\xff\xff and", "", kept(-1), {write(-1)}, "\xff\xff\xff\xff and"},
+            {"no middleware", kOff, "MTAL_InitExCb 3", kept(2), {write(2)}, kOff},
+            {"no permission",
+             kOff,
+             "open(output_mode) EACCES",
+             {"E -: [OutputExternal] " + open},
+             {},
+             kOff},
+            {"unreadable", kOff, "read(output_mode) EIO", {kFirst}, {write(0)}, kOff},
+            {"refused by the store",
+             kOff,
+             "a_mtktvapi_config_set_value 5",
+             kept(2, 5),
+             {write(2, 5)},
+             kOff},
     };
     umask(0);
     for (const auto& c : cases) {
-        TempSet set;
-        set.write(kFile, c.file);
-        if (c.file == none) set.remove(kFile);
-        set.write("faults", c.faults);
-        LogCapture log;
-        const sp<OutputExternal> service = new OutputExternal;
+        SCOPED_TRACE(c.name);
+        TvWith<OutputExternal> tv;
+        tv.set.write(kFile, c.file);
+        if (c.file == none) tv.set.remove(kFile);
+        tv.start(c.faults);
         const bool isConnected = c.faults.find("MTAL") != 0;
-        log.expect(Lines{isConnected ? "D -: OutputExternal mtal open success"
-                                     : "E -: ERROR: OutputExternal MTAL_Init.... , r = 3 \\n"} +
-                   c.log);
-        set.expectJournal(Lines{"IMtkPb_Ctrl_Init() = 0",
-                                "MTAL_InitExCb(0) = " + to_string(isConnected ? 0 : 3)} +
-                          c.journal);
-        EXPECT_EQ(c.left, set.read(kFile));
-        EXPECT_EQ(c.file == none ? 0777u : 0666u, set.mode(kFile));
+        tv.log.expect(
+                {isConnected ? kConnected : "E -: ERROR: OutputExternal MTAL_Init.... , r = 3 \\n",
+                 c.log});
+        tv.set.expectJournal({"IMtkPb_Ctrl_Init() = 0",
+                              "MTAL_InitExCb(0) = " + to_string(isConnected ? 0 : 3), c.journal});
+        EXPECT_EQ(c.left, tv.set.read(kFile));
+        EXPECT_EQ(c.file == none ? 0777u : 0666u, tv.set.mode(kFile));
     }
 }
 
 TEST(OutputExternal, StartWaitsForTheMiddlewareForTwentySecondsAtMost) {
     for (const auto& [readyAfter, count] : {std::pair(1495ms, 150), {3600'000ms, 2000}}) {
-        TempSet set({.isReady = false});
-        LogCapture log;
-        tvset::VirtualClock clock;
-        clock.at(readyAfter, [&] { set.write(kMarker, ""); });
-        const sp<OutputExternal> service = new OutputExternal;
-        Lines expected = waiting("D -: <<<<<hidlaudio", count);
-        if (count == 2000) expected.push_back("D -: dtv_svc rpc server failed.");
-        expected.push_back("D -: OutputExternal mtal open success");
-        Lines lines = log.take();
-        lines.pop_back();
-        EXPECT_EQ(expected, lines);
-        EXPECT_EQ(10ms * count, clock.now());
+        SCOPED_TRACE(count);
+        TvWith<OutputExternal> tv({.isReady = false});
+        tv.clock.at(readyAfter, [set = &tv.set] { set->write(kMarker, ""); });
+        tv.start();
+        tv.log.expect({waiting("D -: <<<<<hidlaudio", count),
+                       Lines(count == 2000, "D -: dtv_svc rpc server failed."), kConnected,
+                       kFirst});
+        EXPECT_EQ(10ms * count, tv.clock.now());
     }
 }
 
@@ -96,9 +103,8 @@ TEST(OutputExternal, SettingGoesToTheStoreThenToTheFileAndBackAtTheNextStart) {
         EXPECT_EQ(isOn ? kOn : kOff, tv.set.read(kFile));
 
         tv.set.remove(kStore);
-        const sp<OutputExternal> next = new OutputExternal;
-        tv.log.take();
-        EXPECT_EQ(isOn, next->getForceEncodingEnabled());
+        tv.startQuietly();
+        EXPECT_EQ(isOn, tv.service->getForceEncodingEnabled());
         tv.log.expect({"D -: [getForceEncodingEnabled] start",
                        "D -: [getForceEncodingEnabled] end ret:" + to_string(isOn)});
         tv.set.takeJournal();
@@ -109,27 +115,30 @@ TEST(OutputExternal, SettingReportsTheStoreAndOnlyLogsTheFile) {
     const std::string name = "[setForceEncodingEnabled] ", none = "-";
     const std::string open = "E -: " + name + "open file " + kPath + " failed, errno ";
     const struct {
-        const char* faults;
+        const char *name, *faults;
         int32_t status;
         std::string line;  // the one between start and end
         std::string file;
     } cases[] = {
-            {"a_mtktvapi_config_set_value 7", 7,
+            {"refused by the store", "a_mtktvapi_config_set_value 7", 7,
              "E -: setForceEncodingEnabled, MTKTVAPI failed:ret = 7\\n", "kept"},
-            {"open(output_mode) EROFS", 0, open + "30", "kept"},
-            {"write(output_mode) ENOSPC", 0, "D -: " + name + "write(data=2) ret = -1", "kept"},
-            {"write(output_mode) short", 0, "D -: " + name + "write(data=2) ret = 2", "\2\0pt"s},
-            {"", 0, open + "2", none},  // a file that was deleted is not made anew
+            {"read-only disk", "open(output_mode) EROFS", 0, open + "30", "kept"},
+            {"full disk", "write(output_mode) ENOSPC", 0, "D -: " + name + "write(data=2) ret = -1",
+             "kept"},
+            {"short write", "write(output_mode) short", 0, "D -: " + name + "write(data=2) ret = 2",
+             "\2\0pt"s},
+            {"a deleted file is not made anew", "", 0, open + "2", none},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Tv tv;
         tv.set.write(kFile, "kept");
         if (c.file == none) tv.set.remove(kFile);
         tv.set.write("faults", c.faults);
-        EXPECT_EQ(c.status, tv.service->setForceEncodingEnabled(false)) << c.faults;
+        EXPECT_EQ(c.status, tv.service->setForceEncodingEnabled(false));
         tv.log.expect({"D -: " + name + "start enable:0", c.line,
                        "D -: " + name + "end ret:" + to_string(c.status)});
-        EXPECT_EQ(c.file, tv.set.has(kFile) ? tv.set.read(kFile) : none) << c.faults;
+        EXPECT_EQ(c.file, tv.set.has(kFile) ? tv.set.read(kFile) : none);
     }
 }
 

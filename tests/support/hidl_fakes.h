@@ -15,9 +15,11 @@
 #include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
 #include <hidl/HidlTransportSupport.h>
 
+#include "host/tvset/operation.h"
+#include "platform/PrimaryHalAccessor.h"
 #include "tests/support/processes.h"
 
-/* Small services for tests of the HIDL runtime, and their clients' callbacks. */
+/* Small services for tests and benchmarks, and their clients' callbacks. */
 namespace fakes {
 
 using namespace android;
@@ -198,6 +200,18 @@ struct FakeVirtualizer : V5_0::IHeadphoneVirtualizer {
         return 0;
     }
     Return<int32_t> cancel(int32_t) override { return 0; }
+};
+
+/** The set's primary audio device, in this process. */
+struct FakeDevice : platform::IPrimaryDevice {
+    using Parameters = hidl_vec<android::hardware::audio::V5_0::ParameterValue>;
+    Return<platform::Result> setParameters(const Parameters& context,
+                                           const Parameters& parameters) override {
+        const std::string sent = toString(context) + ", " + toString(parameters);
+        const int32_t result = tvset::perform("setParameters", sent, [] { return 0; });
+        if (result < 0) return Status::fromStatusT(DEAD_OBJECT);
+        return platform::Result::OK;
+    }
 };
 
 /** A service that hands out the object that it was given. */

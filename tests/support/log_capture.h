@@ -7,16 +7,9 @@
 #include <mutex>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "host/tvset/log_sink.h"
-
-using Lines = std::vector<std::string>;
-
-inline Lines operator+(Lines all, const Lines& more) {
-    all.insert(all.end(), more.begin(), more.end());
-    return all;
-}
+#include "tests/support/text.h"
 
 /** Collects what the process logs while the object lives, as the log sink would show it. */
 class LogCapture {

@@ -19,7 +19,7 @@ inline std::string expected(const std::string& name) {
 class Program : public Process {
   public:
     /** @param words name of the program in the build's folder, or its path; and its arguments. */
-    explicit Program(const std::vector<std::string>& words) : Program(words, makeTempFolder()) {}
+    explicit Program(const Lines& words) : Program(words, makeTempFolder()) {}
     ~Program() {
         end();
         std::filesystem::remove_all(mFolder);
@@ -45,7 +45,7 @@ class Program : public Process {
     }
 
   private:
-    Program(std::vector<std::string> words, const std::string& folder)
+    Program(Lines words, const std::string& folder)
         : Process([&] {
               redirect(folder + "/out", STDOUT_FILENO);
               redirect(folder + "/err", STDERR_FILENO);
