@@ -8,7 +8,7 @@
 #include "V4_0/CenterSpeaker.h"
 #include "V5_0/HeadphoneVirtualizer.h"
 #include "tests/support/calibration_set.h"
-#include "tests/support/program.h"
+#include "tests/support/transcript.h"
 
 using namespace calibration_set;
 using namespace V3_1::implementation;
@@ -19,42 +19,18 @@ namespace {
 
 constexpr char kNone[] = "state: none is kept\n";
 
-/** What services answer one after the other, under headings, is what a file of tests/data has. */
-class Answers {
-  public:
-    explicit Answers(const char* file) : mFile(file) {}
-    ~Answers() { EXPECT_EQ(expected(mFile), mText); }
+const Transcript kTranscript("debug.txt");
 
-    void add(const std::string& heading, IBase& service, const TempSet& set, LogCapture& log) {
-        ask(service, set, log);
-        mText += "== " + heading + "\n" + mPipe.read();
-    }
-    /** Of a service that starts in a process of its own, for whose life it keeps what it finds. */
-    template <typename Service>
-    void addStarted(const std::string& heading, const TempSet& set) {
-        Process process([&] {
-            LogCapture log;
-            ask(*sp<Service>(new Service), set, log);
-            _exit(testing::Test::HasFailure());
-        });
-        EXPECT_EQ(0, process.wait()) << heading;
-        mText += "== " + heading + "\n" + mPipe.read();
-    }
-
-  private:
-    /** The set is not asked, and nothing shows in the log. */
-    void ask(IBase& service, const TempSet& set, LogCapture& log) {
-        log.take();
-        set.takeJournal();
-        EXPECT_TRUE(debug(service, mPipe.to));
-        log.expect({});
-        set.expectJournal({});
-    }
-
-    const char* const mFile;
-    std::string mText;
-    const Ends mPipe;
-};
+/** Compares what a service of a set answers; the set is not asked, and nothing is logged. */
+void expectAnswer(const std::string& name, IBase& service, const TempSet& set, LogCapture& log) {
+    log.take();
+    set.takeJournal();
+    Ends pipe;
+    EXPECT_TRUE(debug(service, pipe.to));
+    log.expect({});
+    set.expectJournal({});
+    kTranscript.expectLines(name, find(pipe.read(), "(.*)\n"));
+}
 
 TEST(Debug, WritesWhereItNeedsNotWait) {
     const sp<OutputEncodingStatusListener> service = new OutputEncodingStatusListener;
@@ -93,18 +69,17 @@ TEST(Debug, WritesWhereItNeedsNotWait) {
 }
 
 TEST(Debug, TellsOfTheServicesThatUseTheMiddleware) {
-    Answers answers("debug_middleware.txt");
     Tv tv(false);
     const sp<HdmiAudio> hdmi = new HdmiAudio;
-    answers.add("HdmiAudio", *hdmi, tv.set, tv.log);
+    expectAnswer("HdmiAudio", *hdmi, tv.set, tv.log);
     for (int i = 0; i < 2; i++) hdmi->setCallback(new fakes::Callback([](const auto&) {}));
-    answers.add("HdmiAudio with callbacks", *hdmi, tv.set, tv.log);
+    expectAnswer("HdmiAudio with callbacks", *hdmi, tv.set, tv.log);
 
     const sp<OutputSpeaker> speaker = new OutputSpeaker;
-    answers.add("OutputSpeaker", *speaker, tv.set, tv.log);
+    expectAnswer("OutputSpeaker", *speaker, tv.set, tv.log);
     tv.set.write("faults", "setParameters -1");
     speaker->setTvPosition(1);
-    answers.add("OutputSpeaker whose HAL is lost", *speaker, tv.set, tv.log);
+    expectAnswer("OutputSpeaker whose HAL is lost", *speaker, tv.set, tv.log);
 
     const std::string mode = "fs/data/vendor/zavo/hidlaudio/bitstream_output_mode.data";
     tv.set.remove(kMarker);
@@ -113,48 +88,48 @@ TEST(Debug, TellsOfTheServicesThatUseTheMiddleware) {
     for (const auto& [name, content] :
          {std::pair("off", "\2"s), std::pair("on", "\0\0\0\0"s), std::pair("empty", ""s)}) {
         tv.set.write(mode, content);
-        answers.add("OutputExternal without middleware, "s + name, *external, tv.set, tv.log);
+        expectAnswer("OutputExternal without middleware, "s + name, *external, tv.set, tv.log);
     }
     tv.set.remove(mode);
-    answers.add("OutputExternal without middleware or file", *external, tv.set, tv.log);
+    expectAnswer("OutputExternal without middleware or file", *external, tv.set, tv.log);
 }
 
 TEST(Debug, TellsOfTheCalibrationOfAPlainSet) {
-    Answers answers("debug_calibration_plain.txt");
     Tv tv(false);
     const std::string hostile = "\x1B<\"\xFF";
     tv.startWith(record("FL", 2.5f, 0, -0.5f) + record(hostile, -9, 10, 9) + kDelays + kEnd);
     tv.service->setEnabled(true);
-    answers.add("on", *tv.service, tv.set, tv.log);
+    expectAnswer("calibration on, plain", *tv.service, tv.set, tv.log);
     tv.service->setEnabled(false);
-    answers.add("off", *tv.service, tv.set, tv.log);
+    expectAnswer("calibration off, plain", *tv.service, tv.set, tv.log);
 }
 
 TEST(Debug, TellsOfTheCalibrationOfASetWithABackEnd) {
-    Answers answers("debug_calibration_back_end.txt");
     Tv tv(true);
     tv.set.write(kFlag, kOn);
     tv.set.write("bectrl/launch_after", "-1");
     tv.start("MTEEPROM_Init 5\nMTDRVCUST_dcustom_cust_spec_set 7");
     tv.set.write("faults", "fopen(enabled) EACCES");
     tv.set.write(kTable, record("FL", 2.5f, 1, -0.5f).substr(1));
-    answers.add("files unreadable, calibration refused", *tv.service, tv.set, tv.log);
+    expectAnswer("calibration refused, files unreadable", *tv.service, tv.set, tv.log);
     tv.set.write("faults", "");
     tv.set.write(kTable, record("FL", 2.5f, 1, -0.5f) + record("FR", 1, 2) + kDelays + kEnd);
-    answers.add("on", *tv.service, tv.set, tv.log);
+    expectAnswer("calibration on, back end", *tv.service, tv.set, tv.log);
     for (const char* faults : {"MTAL_InitExCb 3", "MTDRVCUST_dcustom_cust_spec_get 7"}) {
         tv.start(faults);
-        answers.add("started with "s + faults, *tv.service, tv.set, tv.log);
+        expectAnswer("calibration started with "s + faults, *tv.service, tv.set, tv.log);
     }
 }
 
 TEST(Debug, TellsWhereTheAnswersOfTheCentreSpeakerComeFrom) {
-    Answers answers("debug_center_speaker.txt");
     for (const char* faults :
          {"nothing 0", "fopen(aqda.bin) EACCES", "MTEEPROM_Init 1", "MTEEPROM_Read(0x10089) 1"}) {
-        const TempSet set({.segment = 0x53, .centerMode = 1});
-        set.write("faults", faults);
-        answers.addStarted<CenterSpeaker>(faults, set);
+        Process process([&] {  // what a start finds stays for the life of a process
+            TvWith<CenterSpeaker> tv;
+            tv.start(faults);
+            expectAnswer("CenterSpeaker, "s + faults, *tv.service, tv.set, tv.log);
+        });
+        EXPECT_EQ(0, process.wait());
     }
 }
 
@@ -167,10 +142,11 @@ struct TransferClient : V5_0::IHeadphoneVirtualizerCallback {
 };
 
 TEST(Debug, TellsOfBothBuffersAndTheirLastTransfers) {
-    Answers answers("debug_headphone_virtualizer.txt");
     Running<HeadphoneVirtualizer> tv({.hasBackEnd = true});
     HeadphoneVirtualizer& service = *tv.service;
-    const auto add = [&](const char* heading) { answers.add(heading, service, tv.set, tv.log); };
+    const auto add = [&](const std::string& name) {
+        expectAnswer("HeadphoneVirtualizer, " + name, service, tv.set, tv.log);
+    };
     tv.set.write("bectrl/reaction", "0 0xF3 5200");
     service.setVirtualizerEnabled(true);
     add("no buffers");
