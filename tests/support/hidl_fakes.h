@@ -229,6 +229,15 @@ struct FakeManager : IServiceManager {
     sp<IBase> given;
 };
 
+struct Notification : IServiceNotification {
+    Return<void> onRegistration(const hidl_string& name, const hidl_string& instance,
+                                bool isPreexisting) override {
+        gJournal.say(std::string(name) + "/" + std::string(instance) +
+                     (isPreexisting ? " is there" : " has come"));
+        return Void();
+    }
+};
+
 inline void logToJournal(const __android_logger_data* entry, const char* text) {
     if (entry->tag != std::string("hidl")) return;
     const std::string line = text;  // without the time that a peer had: it depends on the machine

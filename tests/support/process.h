@@ -7,16 +7,9 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
-
-/** How many threads a process has, but for that of an emulator. */
-inline int threadCount(pid_t pid) {
-    const std::filesystem::directory_iterator threads("/proc/" + std::to_string(pid) + "/task");
-    return int(std::distance(begin(threads), end(threads))) - (*EMULATOR != '\0');
-}
 
 /** A process of its own, until the object ends. Its status tells whether it failed as a test. */
 class Process {

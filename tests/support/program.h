@@ -15,6 +15,12 @@ inline std::string expected(const std::string& name) {
     return text;
 }
 
+/** How many threads a process has, but for that of an emulator. */
+inline int threadCount(pid_t pid) {
+    const std::filesystem::directory_iterator threads("/proc/" + std::to_string(pid) + "/task");
+    return int(std::distance(begin(threads), end(threads))) - (*EMULATOR != '\0');
+}
+
 /** A program of the build, running in the environment of the test until this object ends. */
 class Program : public Process {
   public:
