@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include "V5_0/HeadphoneVirtualizer.h"
+#include "tests/support/transcript.h"
 #include "tests/support/tv.h"
 
 namespace {
@@ -56,43 +57,30 @@ struct Tv : Running<HeadphoneVirtualizer> {
 constexpr char kFailures[] = "^[EW] ";
 const std::string kReady =
         "I AudioHV: [checkDtvSvcBoot] <<<<<hidlaudio dtv_svc is ready !>>>>> count:0";
-const std::string kNotReady = E("[checkDtvSvcBoot] dtv_svc rpc server failed [TimeOut].");
-const std::string kUnsupported = E("[HeadphoneVirtualizer] end. HRTF is not supported.");
+const Transcript kTranscript("headphone_virtualizer.txt");
 
 TEST(HeadphoneVirtualizer, StartFindsOutWhetherTheSetHasAController) {
     const tvset::SetOptions plain, backEnd{.hasBackEnd = true};
     const tvset::SetOptions late{.hasBackEnd = true, .isReady = false};
-    const std::string noEeprom = "[isBeModel] Eeprom ", end = D("[HeadphoneVirtualizer] end");
-    const std::string noController = E("[checkBeCtrlBoot] HV MTAL_Init failed, Return:6 ");
-    const std::string noWait = E("[isHrtfSupportModel] checkDtvSvcBoot failed. Return:0");
     const struct {
         const char* name;
         tvset::SetOptions options;
         const char* faults;
-        Lines log;
         bool isSupported;
     } cases[] = {
-            {"back end", backEnd, "", {kReady, end}, true},
-            {"no connection", backEnd, "MTAL_InitExCb 6", {kReady, noController, end}, true},
-            {"plain", plain, "", {kReady, kUnsupported}, false},
-            {"no drivers", backEnd, "MTAL_Init 1", {kReady, kUnsupported}, false},
-            {"no EEPROM",
-             backEnd,
-             "MTEEPROM_Init 1",
-             {kReady, E(noEeprom + "init failed."), kUnsupported},
-             false},
-            {"no model byte",
-             backEnd,
-             "MTEEPROM_Read 1",
-             {kReady, E(noEeprom + "read failed."), kUnsupported},
-             false},
-            {"no middleware", late, "", {kNotReady, noWait, kUnsupported}, false},
+            {"start, back end", backEnd, "", true},
+            {"start, no connection", backEnd, "MTAL_InitExCb 6", true},
+            {"start, plain", plain, "", false},
+            {"start, no drivers", backEnd, "MTAL_Init 1", false},
+            {"start, no EEPROM", backEnd, "MTEEPROM_Init 1", false},
+            {"start, no model byte", backEnd, "MTEEPROM_Read 1", false},
+            {"start, no middleware", late, "", false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         TvWith<HeadphoneVirtualizer> tv(c.options);
         tv.start(c.faults);
-        tv.log.expect({D("[HeadphoneVirtualizer] start"), c.log});
+        kTranscript.expect(c.name, tv);
         EXPECT_EQ(c.options.isReady ? 0s : 20s, tv.clock.now());
         EXPECT_EQ(c.isSupported, tv.service->getUpmixEnabled());
         EXPECT_FALSE(tv.service->getVirtualizerEnabled());
@@ -115,35 +103,21 @@ TEST(HeadphoneVirtualizer, SwitchesAreKeptOnceTheControllerHasAcceptedThem) {
 }
 
 TEST(HeadphoneVirtualizer, SwitchesThatTheControllerDoesNotTakeStayAsTheyWere) {
-    const std::string name = "[setEnabledToBeCtrl] ";
     const struct {
         const char *name, *faults;
         int32_t status;
-        Lines log;
     } cases[] = {
-            {"refused",
-             "MTDRVCUST_dcustom_cust_spec_set 9",
-             9,
-             {kReady, E(name + "MTDRVCUST_dcustom_cust_spec_set failed!!(9) type:21")}},
-            {"no connection",
-             "MTAL_InitExCb 8",
-             8,
-             {kReady, E(name + "HV MTAL_Init failed, Return:8 ")}},
-            {"no middleware",
-             "access ENOENT",
-             -5,
-             {kNotReady, E(name + "BECtrl Boot failed [TimeOut].")}},
+            {"switch refused", "MTDRVCUST_dcustom_cust_spec_set 9", 9},
+            {"switch without connection", "MTAL_InitExCb 8", 8},
+            {"switch without middleware", "access ENOENT", -5},
     };
     Tv tv;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         tv.set.write("faults", c.faults);
         EXPECT_EQ(c.status, tv.service->setUpmixEnabled(false));
-        tv.log.expect({D("[setUpmixEnabled] start. enable:0"), c.log,
-                       E("[setUpmixEnabled] Notification to BeCtrl failed."),
-                       D("[setUpmixEnabled] end. Return:" + to_string(c.status))});
         EXPECT_TRUE(tv.service->getUpmixEnabled());
-        tv.log.take();
+        kTranscript.expect(c.name, tv);
     }
 }
 
@@ -206,19 +180,11 @@ TEST(HeadphoneVirtualizer, HandlesRunThroughAndNeverMeet) {
                    D("[allocateParameterBuffer] end. handle:0")});
 }
 
-const std::string kAllocate = "[allocateParameterBuffer] ";
-const std::string kMake = "[allocateParameterBufferInt] ";
-const std::string kRelease = "[discardParameterBufferInt] ";
-const Lines kReleased{D(kRelease + "star"), D(kRelease + "release memory."), D(kRelease + "end")};
-
 TEST(HeadphoneVirtualizer, ABufferOfNegativeSizeIsRefused) {
     Tv tv;
     for (const int32_t size : {-1, INT32_MIN}) {
         EXPECT_EQ(0, tv.service->allocateParameterBuffer(kHrtf, size));
-        tv.log.expect({D(kAllocate + "start. ParamType=1, size=" + to_string(size)),
-                       D(kMake + "start. type=1, handle=-1"), D(kRelease + "star"),
-                       D(kRelease + "end"), D(kMake + "malloc fail."),
-                       D(kAllocate + "end. handle:0")});
+        kTranscript.expect("allocate " + to_string(size), tv);
     }
 }
 
@@ -244,68 +210,34 @@ TEST(HeadphoneVirtualizer, ABufferTakesPiecesUpToItsSize) {
 }
 
 TEST(HeadphoneVirtualizer, EveryStepOfABufferIsLogged) {
-    const std::string append = "[append] ", appendInt = "[appendInt] ", apply = "[apply] ";
-    const std::string discard = "[discardParameterBuffer] ", kind = "ParamType=1";
     Tv tv;
     tv.fill(kHrtf, "x");
     EXPECT_EQ(262144, tv.service->getMaxAppendSize());
     EXPECT_EQ(2, tv.service->allocateParameterBuffer(kHrtf, 3));
     EXPECT_EQ(0, tv.service->append(2, {1, 2}));
-    EXPECT_EQ(
-            (Lines{D("[getMaxAppendSize] start"), D("[getMaxAppendSize] end. Return:262144"),
-                   D(kAllocate + "start. ParamType=1, size=3"),
-                   D(kMake + "start. type=1, handle=1"), kReleased,
-                   D(kMake + "malloc success! data=ADDRESS"), D(kMake + "end. Return:2"),
-                   D(kAllocate + "end. handle:2"), D(append + "start. handle=2"), D(append + kind),
-                   D(appendInt + "start.  registered size=3,  append accumulation=0, data size=2"),
-                   D(appendInt + "end"), D(append + "end. Return:0")}),
-            tv.log.take().replaced("0x\\w+", "ADDRESS"));
     tv.set.write(kDeviceComplete, "\1\0"s);  // the size is looked at before the controller
     EXPECT_EQ(-2, tv.service->append(2, {3, 4}));
     EXPECT_EQ(-2, tv.service->apply(2, nullptr));
     EXPECT_EQ(0, tv.service->discardParameterBuffer(2));
-    tv.log.expect({D(append + "start. handle=2"), D(append + kind),
-                   D(appendInt + "start.  registered size=3,  append accumulation=2, data size=2"),
-                   E(appendInt + "data size error"), D(append + "end. Return:-2"),
-                   D(apply + "start. handle:2"), D(apply + kind),
-                   E("[checkDataSize] data size error! registered size:3, array size:2"),
-                   D(discard + "start. handle=2"), D(discard + kind), kReleased,
-                   D(discard + "end. Return:0")});
+    kTranscript.expectLines("buffer", tv.log.take().replaced("data=0x\\w+", "data=ADDRESS"));
 }
 
 TEST(HeadphoneVirtualizer, ARefusedApplyLeavesTheBufferReadyForAnother) {
     Tv tv;
     const std::string busy = "\1\0"s, half = "\0"s, idle = "\0\0"s;
-    const std::string isBusy = W("[checkResuming] BeCtrl is busy!");
-    const std::string noState = W("[readBeCtrlTransferState] fread proc file failed! errno:0");
-    const std::string noFile = W("[readBeCtrlTransferState] Proc file open failed!");
-    const std::string end = E("[checkResuming] Proc file error! ret=-5");
-    const std::string noThread = E("[apply] paramTransferThread create Failed.");
     const struct {
         const char* name;
         std::string file, content;
         const char* faults;
         int32_t status;
-        Lines log;
         bool hasClient = true;
     } cases[] = {
-            {"busy with devices", kDeviceComplete, busy, "", -3, {isBusy}, false},
-            {"busy with HRTFs", kHrtfComplete, "\xFF\0"s, "", -3, {isBusy}},
-            {"half a state", kHrtfComplete, half, "", -5, {noState, end}},
-            {"no file",
-             kHrtfComplete,
-             idle,
-             "fopen(hrtf_parameter_complete) EACCES",
-             -5,
-             {noFile, end}},
-            {"no client",
-             kHrtfComplete,
-             idle,
-             "",
-             -5,
-             {E("[apply] callback object is nullptr.")},
-             false},
-            {"no thread", kHrtfComplete, idle, "pthread_create EAGAIN", -5, {noThread}},
+            {"apply, busy with devices", kDeviceComplete, busy, "", -3, false},
+            {"apply, busy with HRTFs", kHrtfComplete, "\xFF\0"s, "", -3},
+            {"apply, half a state", kHrtfComplete, half, "", -5},
+            {"apply, no file", kHrtfComplete, idle, "fopen(hrtf_parameter_complete) EACCES", -5},
+            {"apply, no client", kHrtfComplete, idle, "", -5, false},
+            {"apply, no thread", kHrtfComplete, idle, "pthread_create EAGAIN", -5},
     };
     const int32_t handle = tv.fill(kDevice);
     for (const auto& c : cases) {
@@ -313,11 +245,8 @@ TEST(HeadphoneVirtualizer, ARefusedApplyLeavesTheBufferReadyForAnother) {
         tv.set.write(c.file, c.content);
         tv.set.write("faults", c.faults);
         EXPECT_EQ(c.status, tv.service->apply(handle, c.hasClient ? tv.client : nullptr));
-        EXPECT_EQ(c.log, tv.log.take().only(kFailures));
         EXPECT_EQ(-4, tv.service->cancel(handle));
-        tv.log.expect({D("[cancel] start. handle=1"), D("[cancel] ParamType=0"),
-                       D("[cancelInt] start"), W("[cancelInt] cancel failed."),
-                       D("[cancelInt] end. Return:-4"), D("[cancel] end. Return:-4")});
+        kTranscript.expect(c.name, tv);
         tv.set.write(c.file, idle);
     }
     tv.set.write("faults", "");
@@ -590,7 +519,7 @@ TEST(HeadphoneVirtualizer, AWorkerThatOutlastsTheWaitKeepsItsBuffer) {
     tv.log.take();
     EXPECT_EQ(0, tv.service->allocateParameterBuffer(kDevice, 1));
     EXPECT_EQ(41s, tv.clock.now());
-    EXPECT_EQ(Lines{W(kMake + "HIDL is waiting or BeCtrl is transferring!!")},
+    EXPECT_EQ(Lines{W("[allocateParameterBufferInt] HIDL is waiting or BeCtrl is transferring!!")},
               tv.log.take().only(kFailures));
     tv.pass(20s);
     EXPECT_EQ(Codes{0}, tv.client->outcomes);
