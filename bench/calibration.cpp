@@ -15,19 +15,18 @@
 #include "V3_1/OutputSpeaker.h"
 #include "host/tvset/virtual_clock/virtual_clock.h"
 #include "platform/PrimaryHalAccessor.h"
+#include "tests/support/hidl_fakes.h"
 #include "tests/support/temp_set.h"
 
 using namespace com::zavo::dtv::hardware::audio;
 using namespace com::zavo::dtv::hardware::audio::V3_1::implementation;
 using android::sp;
-using android::hardware::audio::V5_0::ParameterValue;
 
 namespace {
 
-/** A primary audio HAL that is there and takes everything. */
-struct PrimaryDevice : public platform::IPrimaryDevice {
-    Return<platform::Result> setParameters(const hidl_vec<ParameterValue>&,
-                                           const hidl_vec<ParameterValue>&) override {
+/** A primary audio HAL that takes everything, and writes no journal. */
+struct PrimaryDevice : public fakes::FakeDevice {
+    Return<platform::Result> setParameters(const Parameters&, const Parameters&) override {
         return platform::Result::OK;
     }
 };

@@ -16,12 +16,10 @@
 #include "bench/medians.h"
 #include "bench/peers.h"
 #include "bench/served_set.h"
+#include "tests/support/hidl_fakes.h"
 
 using namespace com::zavo::dtv::hardware::audio;
 using android::sp;
-using android::hardware::hidl_string;
-using android::hardware::hidl_vec;
-using android::hardware::Return;
 
 namespace {
 
@@ -29,20 +27,14 @@ namespace {
 constexpr size_t kCallSize = 150;
 constexpr size_t kAnswerSize = 56;
 
-struct Callback : V1_1::IHdmiAudioCallback {
-    Return<void> onCapabilityChanged(const hidl_vec<hidl_string>&) override {
-        return android::hardware::Void();
-    }
-};
-
 /** A set whose service has so many callbacks, all of one client. */
 struct ToldSet : ServedSet<V3_1::IHdmiAudio> {
     explicit ToldSet(int callbackCount)
         : ServedSet([] { return new V3_1::implementation::HdmiAudio; }), mClient([=] {
               connect();
-              std::vector<sp<Callback>> callbacks;
+              std::vector<sp<fakes::Callback>> callbacks;
               for (int i = 0; i < callbackCount; i++) {
-                  callbacks.push_back(new Callback);
+                  callbacks.push_back(new fakes::Callback([](const auto&) {}));
                   service->setCallback(callbacks.back()).isOk();
               }
               eventfd_write(mIsReady, 1);

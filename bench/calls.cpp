@@ -15,39 +15,20 @@
 #include "bench/medians.h"
 #include "bench/peers.h"
 #include "bench/served_set.h"
+#include "tests/support/hidl_fakes.h"
 
 using namespace com::zavo::dtv::hardware::audio::V5_0;
-using android::sp;
-using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
 using android::hardware::Return;
-using android::hardware::Void;
 
 namespace {
 
 /** Does nothing but take and give what the benchmark passes. */
-struct Virtualizer : public IHeadphoneVirtualizer {
+struct Virtualizer : public fakes::FakeVirtualizer {
     Return<int32_t> getMaxAppendSize() override { return static_cast<int32_t>(kPieceSize); }
     Return<int32_t> append(int32_t, const hidl_vec<uint8_t>& data) override {
         return static_cast<int32_t>(data.size());
     }
-    Return<int32_t> setVirtualizerEnabled(bool) override { return 0; }
-    Return<bool> getVirtualizerEnabled() override { return false; }
-    Return<int32_t> setVirtualizerType(const hidl_string&) override { return 0; }
-    Return<void> getVirtualizerType(getVirtualizerType_cb callback) override {
-        callback("");
-        return Void();
-    }
-    Return<void> getAvailableVirtualizerTypes(getAvailableVirtualizerTypes_cb callback) override {
-        callback({});
-        return Void();
-    }
-    Return<int32_t> setUpmixEnabled(bool) override { return 0; }
-    Return<bool> getUpmixEnabled() override { return false; }
-    Return<int32_t> allocateParameterBuffer(ParamType, int32_t) override { return 0; }
-    Return<int32_t> discardParameterBuffer(int32_t) override { return 0; }
-    Return<int32_t> apply(int32_t, const sp<IHeadphoneVirtualizerCallback>&) override { return 0; }
-    Return<int32_t> cancel(int32_t) override { return 0; }
 };
 
 struct HidlPeer : ServedSet<IHeadphoneVirtualizer> {

@@ -12,20 +12,15 @@
 #include "bench/medians.h"
 #include "bench/peers.h"
 #include "bench/served_set.h"
+#include "tests/support/hidl_fakes.h"
 
 using namespace com::zavo::dtv::hardware::audio::V5_0;
-using android::sp;
 using android::hardware::hidl_vec;
-using android::hardware::Return;
 
 namespace {
 
 constexpr int32_t kUploadSize = 64 << 20;
 constexpr size_t kReplySize = 56;  // of an append, on the socket
-
-struct Callback : IHeadphoneVirtualizerCallback {
-    Return<void> onTransferResult(int32_t) override { return android::hardware::Void(); }
-};
 
 void check(bool isRight, const char* what) {
     if (isRight) return;
@@ -51,7 +46,7 @@ struct Tv : ServedSet<IHeadphoneVirtualizer> {
         set.write("bectrl/reaction", "");
         const int32_t handle = upload(kPieceSize);  // ends the one before
         set.write("journal", "");
-        check(service->apply(handle, new Callback) == 0, "apply");
+        check(service->apply(handle, new fakes::FakeVirtualizerCallback) == 0, "apply");
         while (set.read("journal").find("ioctl") == std::string::npos) usleep(10000);
     }
 };

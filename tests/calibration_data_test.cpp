@@ -1,7 +1,5 @@
 /* The calibration data: what is stored of them, what is read of any file, and the parameters. */
 
-#include <gtest/gtest.h>
-
 #include "tests/support/calibration_set.h"
 
 using namespace calibration_set;
@@ -35,26 +33,30 @@ TEST(SetCalibratedData, TakesOnlyWhatIsInRange) {
     calibratedData lastBand = channel("FR");
     lastBand.bands[30].gain = kOver9;
     const struct {
+        const char* name;
         List list;
         Lines log;
     } cases[] = {
-            {{channel("FL", 9, 10, -9), channel("FR", -9, 0, 9)}, {}},
-            {{channel("FL", kNan, kNan, kNan)}, {}},
-            {{channel("FL", kOver9)}, isNg("Volume", "   9.00000")},
-            {{channel("FL", -kOver9)}, isNg("Volume", "  -9.00000")},
-            {{channel("FL", 0, -1e-45f)}, isNg("Delay", "  -0.00000")},
-            {{channel("FL", 0, kOver10)}, isNg("Delay", "  10.00000")},
-            {{channel("FL", 0, 0, -kOver9)}, isNg("GEQ Gain", "  -9.00000")},
-            {{channel("FL", -kInfinity)}, isNg("Volume", "      -inf")},
-            {{channel("FL", 0, 0, 10, 10000)}, isNg("GEQ Gain", "  10.00000")},
-            {{channel("FL"), channel("FR", -20, 20, 20)}, isNg("Volume", " -20.00000")},
-            {{channel("FL"), lastBand}, isNg("GEQ Gain", "   9.00000")},
+            {"at the limits", {channel("FL", 9, 10, -9), channel("FR", -9, 0, 9)}, {}},
+            {"not a number", {channel("FL", kNan, kNan, kNan)}, {}},
+            {"volume above", {channel("FL", kOver9)}, isNg("Volume", "   9.00000")},
+            {"volume below", {channel("FL", -kOver9)}, isNg("Volume", "  -9.00000")},
+            {"delay below", {channel("FL", 0, -1e-45f)}, isNg("Delay", "  -0.00000")},
+            {"delay above", {channel("FL", 0, kOver10)}, isNg("Delay", "  10.00000")},
+            {"gain below", {channel("FL", 0, 0, -kOver9)}, isNg("GEQ Gain", "  -9.00000")},
+            {"infinite", {channel("FL", -kInfinity)}, isNg("Volume", "      -inf")},
+            {"many bands", {channel("FL", 0, 0, 10, 10000)}, isNg("GEQ Gain", "  10.00000")},
+            {"second channel",
+             {channel("FL"), channel("FR", -20, 20, 20)},
+             isNg("Volume", " -20.00000")},
+            {"last band", {channel("FL"), lastBand}, isNg("GEQ Gain", "   9.00000")},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Tv tv(false);
-        EXPECT_EQ(c.log.empty() ? 0 : -1, tv.start("kept").setCalibratedData(c.list));
-        const Lines begin{D("[setCalibratedData] start")}, end{D("[setCalibratedData] end")};
-        tv.log.expect(begin + (c.log.empty() ? end : c.log));
+        EXPECT_EQ(c.log.empty() ? 0 : -1, tv.startWith("kept").setCalibratedData(c.list));
+        tv.log.expect({D("[setCalibratedData] start"),
+                       c.log.empty() ? Lines{D("[setCalibratedData] end")} : c.log});
         EXPECT_EQ(!c.log.empty(), tv.set.read(kTable) == "kept");
         tv.set.expectJournal({});
     }
@@ -64,32 +66,35 @@ TEST(SetCalibratedData, KeepsListsOfEveryShape) {
     const std::string many(100000, 'y'), withNul("F\0L", 3);
     // clang-format off
     const struct {
+        const char* name;
         List list;
         std::string records;
         Lines back;
     } cases[] = {
-            {{}, "", {}},
-            {{channel("FL", -9, 10, 9), channel("FLX1", 1), channel("FLX12", 0, 1.5)},
+            {"empty", {}, "", {}},
+            {"names of many lengths", {channel("FL", -9, 10, 9), channel("FLX1", 1), channel("FLX12", 0, 1.5)},
              record("FL", -9, 10, 9) + record("FLX1", 1) + record("FLX1", 0, 1.5),
              {"FL10.000000", "FLX10.000000", "FLX11.500000"}},
-            {{channel("few", 1, 2, 3, 30), channel(many, 0, 1, 2, 10000),
+            {"bands of any number", {channel("few", 1, 2, 3, 30), channel(many, 0, 1, 2, 10000),
               channel(withNul, 1, 0, 0, 0)},
              record("few", 1, 2, 3).replace(136, 4, 4, '\0') + record("yyyy", 0, 1, 2) +
              record("F", 1),
              {"few2.000000", "yyyy1.000000", "F0.000000"}},
             // A record without a name reads as the end, and the delay marker is behind it.
-            {{channel("FL", 0, 5), channel("", 0, 5)}, record("FL", 0, 5) + record("", 0, 5),
+            {"no name", {channel("FL", 0, 5), channel("", 0, 5)}, record("FL", 0, 5) + record("", 0, 5),
              {"FL0.000000"}},
     };
     // clang-format on
     Tv tv(false);
-    tv.start();
+    tv.startWith("");
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         EXPECT_EQ(0, tv.service->setCalibratedData(c.list));
         EXPECT_EQ(c.records + kDelays + kEnd, tv.set.read(kTable));
         EXPECT_EQ(c.back, stored(*tv.service));
     }
     for (const size_t count : {9, 10, 12, 500}) {
+        SCOPED_TRACE(count);
         EXPECT_EQ(0, tv.service->setCalibratedData(List(count, channel("FL", 0, 5))));
         EXPECT_EQ(140 * count + 8, tv.set.read(kTable).size());
         EXPECT_EQ(Lines(9, count == 9 ? "FL5.000000" : "FL0.000000"), stored(*tv.service));
@@ -100,23 +105,28 @@ TEST(SetCalibratedData, LeavesNoFileWhenARecordCannotBeWritten) {
     const std::string noRemove = "remove AcousticCalibration enabled data failed, errno 13";
     const std::string none = "-", noSpace = "fwrite(aud_ac.data) ENOSPC";
     const struct {
+        const char* name;
         std::string faults;
         Lines log;
         std::string left;
     } cases[] = {
-            {"fopen(aud_ac.data) EROFS", {"fopen error"}, "kept"},
-            {noSpace, {kNoWrite + "28"}, none},
-            {"fwrite(aud_ac.data) short", {kNoWrite + "5"}, none},
-            {noSpace + "\nremove(aud_ac.data) EACCES", {kNoWrite + "28", noRemove}, ""},
-            {kFullDisk, {kNoWrite + "28"}, none},
+            {"read-only disk", "fopen(aud_ac.data) EROFS", {"fopen error"}, "kept"},
+            {"no space", noSpace, {kNoWrite + "28"}, none},
+            {"short write", "fwrite(aud_ac.data) short", {kNoWrite + "5"}, none},
+            {"no space, nor permission",
+             noSpace + "\nremove(aud_ac.data) EACCES",
+             {kNoWrite + "28", noRemove},
+             ""},
+            {"full disk", kFullDisk, {kNoWrite + "28"}, none},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Tv tv(false);
-        tv.start("kept", c.faults);
+        tv.startWith("kept", c.faults);
         EXPECT_EQ(-1, tv.service->setCalibratedData({channel("FL"), channel("FR")}));
-        Lines log{D("[setCalibratedData] start")};
-        for (const auto& text : c.log) log.push_back(E("[setCalibratedData] " + text));
-        tv.log.expect(log + Lines{D("[setCalibratedData] end")});
+        tv.log.expect({D("[setCalibratedData] start"),
+                       c.log.replaced("^", E("[setCalibratedData] ")),
+                       D("[setCalibratedData] end")});
         EXPECT_EQ(c.left, tv.set.has(kTable) ? tv.set.read(kTable) : none);
     }
 }
@@ -128,35 +138,36 @@ TEST(GetCalibratedData, ReadsAnyFileAsFarAsItGoes) {
     const Lines delayed{"FL1.000000", "\2002.000000"}, undelayed{"FL0.000000", "\2000.000000"};
     // clang-format off
     const struct {
+        const char* name;
         std::string file;
         const char* faults;
         std::string failure;  // without one, the list is delivered
         Lines list;
     } cases[] = {
-            {std::string(1, '\0'), "", "", {}},
-            {records + kDelays + kEnd, "", "", delayed},
-            {kDelays + kDelays + records + kEnd + "rest", "", "", delayed},
-            {records + kEnd + kDelays, "", "", undelayed},
-            {"", "", noRead(0), {}},
-            {records, "", noRead(0), {}},
-            {records + kDelays, "", noRead(0), {}},
-            {records + "\1", "", noRead(0), {}},
-            {record("FL").substr(0, 139), "", noRead(0), {}},
-            {records + kEnd, "fopen(aud_ac.data) EACCES", "fopen failed, errno 13", {}},
-            {records + kEnd, "fread(aud_ac.data) short", noRead(5), {}},
-            {records + kEnd, "fseek(aud_ac.data) ESPIPE", noSeek, {}},
-            {kDelays + kEnd, "fseek(aud_ac.data) ESPIPE", noSeek, {}},
+            {"a byte", std::string(1, '\0'), "", "", {}},
+            {"with delays", records + kDelays + kEnd, "", "", delayed},
+            {"more around them", kDelays + kDelays + records + kEnd + "rest", "", "", delayed},
+            {"delays behind the end", records + kEnd + kDelays, "", "", undelayed},
+            {"empty", "", "", noRead(0), {}},
+            {"no end", records, "", noRead(0), {}},
+            {"no end behind the delays", records + kDelays, "", noRead(0), {}},
+            {"part of a record", records + "\1", "", noRead(0), {}},
+            {"one byte less", record("FL").substr(0, 139), "", noRead(0), {}},
+            {"no permission", records + kEnd, "fopen(aud_ac.data) EACCES", "fopen failed, errno 13", {}},
+            {"short read", records + kEnd, "fread(aud_ac.data) short", noRead(5), {}},
+            {"no seek", records + kEnd, "fseek(aud_ac.data) ESPIPE", noSeek, {}},
+            {"no seek from delays", kDelays + kEnd, "fseek(aud_ac.data) ESPIPE", noSeek, {}},
     };
     // clang-format on
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Tv tv(false);
-        tv.start(c.file, c.faults);
+        tv.startWith(c.file, c.faults);
         EXPECT_EQ(c.list, stored(*tv.service));
         const std::string name = "[getCalibratedData] ";
         const Lines failed{E("[readCalibratedData] " + c.failure),
                            E(name + "end readCalibratedData failed")};
-        tv.log.expect(Lines{D(name + "start")} +
-                      (c.failure.empty() ? Lines{D(name + "end")} : failed));
+        tv.log.expect({D(name + "start"), c.failure.empty() ? Lines{D(name + "end")} : failed});
     }
 }
 
@@ -164,7 +175,7 @@ TEST(GetCalibratedData, GivesBackWhatWasStored) {
     Tv tv(false);
     calibratedData stored = channel("FL", -1.5, 2.5);
     for (int i = 0; i < 31; i++) stored.bands[i].gain = i * 0.25f - 4;
-    EXPECT_EQ(0, tv.start().setCalibratedData({stored}));
+    EXPECT_EQ(0, tv.startWith("").setCalibratedData({stored}));
     for (auto& band : stored.bands) band = {"Parametric", 0, 0, band.gain};
     tv.service->getCalibratedData([&](const hidl_vec<calibratedData>& list) {
         EXPECT_EQ(hidl_vec<calibratedData>{stored}, list);
@@ -174,19 +185,21 @@ TEST(GetCalibratedData, GivesBackWhatWasStored) {
 TEST(GetEnabled, IsTrueForTheOneAndNothingElse) {
     const std::string name = "[getEnabled] ";
     const struct {
+        const char* name;
         std::string flag;
         const char* faults;
         bool isOn;
         std::string end;
-    } cases[] = {{kOn, "", true, D(name + "end Return: 1")},
-                 {kOff, "", false, D(name + "end Return: 0")},
-                 {"\2", "", false, D(name + "end Return: 0")},
-                 {"", "", false, E(name + kNoRead + "0")},
-                 {kOn, "fread(enabled) EIO", false, E(name + kNoRead + "5")},
-                 {kOn, "fopen(enabled) ENOENT", false, E(name + "fopen error")}};
+    } cases[] = {{"on", kOn, "", true, D(name + "end Return: 1")},
+                 {"off", kOff, "", false, D(name + "end Return: 0")},
+                 {"2", "\2", "", false, D(name + "end Return: 0")},
+                 {"empty", "", "", false, E(name + kNoRead + "0")},
+                 {"unreadable", kOn, "fread(enabled) EIO", false, E(name + kNoRead + "5")},
+                 {"no file", kOn, "fopen(enabled) ENOENT", false, E(name + "fopen error")}};
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Tv tv(false);
-        tv.start("", c.faults);
+        tv.startWith("", c.faults);
         tv.set.write(kFlag, c.flag);
         EXPECT_EQ(c.isOn, tv.service->getEnabled());
         tv.log.expect({D(name + "start"), c.end});
@@ -216,7 +229,7 @@ hidl_vec<bandEqualizer> bandsFrom(uint32_t firstWord, float firstGain) {
 
 TEST(GetCalibrationParameters, ShapesTheTuningOfTheSet) {
     Tv tv(false);
-    tv.start();
+    tv.startWith("");
     // clang-format off
     tv.set.write(kQuality, qualityFile({
             {kScalars, 0xFFFFFFFF}, {kScalars + 20, 0xA0000000}, {kScalars + 24, 0x80000000},
@@ -245,16 +258,20 @@ TEST(GetCalibrationParameters, ShapesTheTuningOfTheSet) {
 
 TEST(GetCalibrationParameters, AreZeroWhenTheTuningCannotBeReadWhole) {
     const struct {
+        const char* name;
         size_t size;
         const char *faults, *failure;
-    } cases[] = {{kFrontHeight + 127, "", "fread failed, errno 0"},
-                 {0, "", "fread failed, errno 0"},
-                 {kFrontHeight + 128, "fopen(aqda.bin) ENOENT", "fopen failed, errno 2"},
-                 {kFrontHeight + 128, "fseek(aqda.bin) EINVAL", "fseek failed, errno 22"},
-                 {kFrontHeight + 128, "fread(aqda.bin) short", "fread failed, errno 5"}};
+    } cases[] = {
+            {"one byte less", kFrontHeight + 127, "", "fread failed, errno 0"},
+            {"empty", 0, "", "fread failed, errno 0"},
+            {"no file", kFrontHeight + 128, "fopen(aqda.bin) ENOENT", "fopen failed, errno 2"},
+            {"no seek", kFrontHeight + 128, "fseek(aqda.bin) EINVAL", "fseek failed, errno 22"},
+            {"short read", kFrontHeight + 128, "fread(aqda.bin) short", "fread failed, errno 5"}};
     Tv tv(false);
-    tv.start().getCalibrationParameters([](const auto& params) { EXPECT_NE(0, params.param1); });
+    tv.startWith("").getCalibrationParameters(
+            [](const auto& params) { EXPECT_NE(0, params.param1); });
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         tv.set.write(kQuality, qualityFile().substr(0, c.size));
         tv.set.write("faults", c.faults);
         tv.log.take();

@@ -47,7 +47,7 @@ TEST_F(Crowd, ListenersAreToldWhateverOneOfThemDoes) {
         service->setCallback(callback).isOk();
     });
     const sp<IHdmiAudio> service = IHdmiAudio::getService();
-    const auto expectTold = [&](const std::vector<std::string>& told) {
+    const auto expectTold = [&](const Lines& told) {
         EXPECT_EQ(0, service->setAudioCapabilities({"ARC_DD_ATMOS"}));
         for (const std::string& line : told) EXPECT_EQ(line, gJournal.next());
         EXPECT_EQ("(nothing)", gJournal.next(std::chrono::milliseconds(50)));

@@ -1,21 +1,18 @@
 /* What the services answer to debug(), and that nothing else comes of it. */
 
 #include "tests/support/debug.h"
+
 #include "V3_1/HdmiAudio.h"
 #include "V3_1/OutputEncodingStatusListener.h"
 #include "V3_1/OutputExternal.h"
 #include "V3_1/OutputSpeaker.h"
 #include "V4_0/CenterSpeaker.h"
 #include "V5_0/HeadphoneVirtualizer.h"
-#include "host/tvset/virtual_clock/virtual_clock.h"
 #include "tests/support/calibration_set.h"
-#include "tests/support/hidl_fakes.h"
-#include "tests/support/program.h"
+#include "tests/support/transcript.h"
 
 using namespace calibration_set;
 using namespace V3_1::implementation;
-using namespace std::chrono_literals;
-using namespace std::string_literals;
 using V4_0::implementation::CenterSpeaker;
 using V5_0::implementation::HeadphoneVirtualizer;
 
@@ -23,15 +20,17 @@ namespace {
 
 constexpr char kNone[] = "state: none is kept\n";
 
-/** What a service of a set answers; the set is not asked, and nothing shows in the log. */
-std::string told(IBase& service, const TempSet& set, LogCapture& log) {
+const Transcript kTranscript("debug.txt");
+
+/** Compares what a service of a set answers; the set is not asked, and nothing is logged. */
+void expectAnswer(const std::string& name, IBase& service, const TempSet& set, LogCapture& log) {
     log.take();
     set.takeJournal();
     Ends pipe;
     EXPECT_TRUE(debug(service, pipe.to));
     log.expect({});
     set.expectJournal({});
-    return pipe.read();
+    kTranscript.expectLines(name, find(pipe.read(), "(.*)\n"));
 }
 
 TEST(Debug, WritesWhereItNeedsNotWait) {
@@ -71,155 +70,102 @@ TEST(Debug, WritesWhereItNeedsNotWait) {
 }
 
 TEST(Debug, TellsOfTheServicesThatUseTheMiddleware) {
-    const std::string start =
-            "middleware: ready\nmiddleware at start: ready, connection status 0\n";
-    const std::string asked = "in the TV configuration store, which is not asked\n";
     Tv tv(false);
     const sp<HdmiAudio> hdmi = new HdmiAudio;
-    EXPECT_EQ(start + "callbacks: 0\ncapabilities: " + asked, told(*hdmi, tv.set, tv.log));
+    expectAnswer("HdmiAudio", *hdmi, tv.set, tv.log);
     for (int i = 0; i < 2; i++) hdmi->setCallback(new fakes::Callback([](const auto&) {}));
-    EXPECT_EQ(start + "callbacks: 2\ncapabilities: " + asked, told(*hdmi, tv.set, tv.log));
+    expectAnswer("HdmiAudio with callbacks", *hdmi, tv.set, tv.log);
 
     const sp<OutputSpeaker> speaker = new OutputSpeaker;
-    for (const std::string parameter : {"table_top, taken", "wall_mount, lost"}) {
-        EXPECT_EQ(start + "primary HAL: there at start\nlast parameter to it: tv_position = " +
-                          parameter + "\nposition and surround type: " + asked,
-                  told(*speaker, tv.set, tv.log));
-        tv.set.write("faults", "setParameters -1");
-        speaker->setTvPosition(1);
-    }
+    expectAnswer("OutputSpeaker", *speaker, tv.set, tv.log);
+    tv.set.write("faults", "setParameters -1");
+    speaker->setTvPosition(1);
+    expectAnswer("OutputSpeaker whose HAL is lost", *speaker, tv.set, tv.log);
 
     const std::string mode = "fs/data/vendor/zavo/hidlaudio/bitstream_output_mode.data";
     tv.set.remove(kMarker);
     tv.set.write("faults", "MTAL_InitExCb 3");
-    const tvset::VirtualClock clock;
     const sp<OutputExternal> external = new OutputExternal;
-    const std::string late =
-            "middleware: not ready\nmiddleware at start: not ready, connection status 3\n";
-    for (const auto& [content, words] : {std::pair("\2"s, "2, forced encoding off"),
-                                         std::pair(std::string(4, '\0'), "0, forced encoding on"),
-                                         std::pair(""s, "none, the file holds nothing"),
-                                         std::pair("-"s, "none, open failed, errno 2")}) {
+    for (const auto& [name, content] :
+         {std::pair("off", "\2"s), std::pair("on", "\0\0\0\0"s), std::pair("empty", ""s)}) {
         tv.set.write(mode, content);
-        if (content == "-") tv.set.remove(mode);
-        EXPECT_EQ(late + "kept mode: " + words + "\nlisteners: none is kept\n",
-                  told(*external, tv.set, tv.log));
+        expectAnswer("OutputExternal without middleware, "s + name, *external, tv.set, tv.log);
     }
+    tv.set.remove(mode);
+    expectAnswer("OutputExternal without middleware or file", *external, tv.set, tv.log);
 }
 
-TEST(Debug, TellsOfTheCalibration) {
-    const std::string flat = "0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0";
-    Tv plain(false);
-    plain.start(record("FL", 2.5f, 0, -0.5f) + record("\x1B<\"\xFF", -9, 10, 9) + kDelays + kEnd);
-    plain.service->setEnabled(true);
-    EXPECT_EQ(expected("debug_calibration_on.txt"), told(*plain.service, plain.set, plain.log));
-    plain.service->setEnabled(false);
-    const std::string text = told(*plain.service, plain.set, plain.log);
-    EXPECT_EQ(flat, find(text, "equaliser, dB: (.*)\n").at(0));
+TEST(Debug, TellsOfTheCalibrationOfAPlainSet) {
+    Tv tv(false);
+    const std::string hostile = "\x1B<\"\xFF";
+    tv.startWith(record("FL", 2.5f, 0, -0.5f) + record(hostile, -9, 10, 9) + kDelays + kEnd);
+    tv.service->setEnabled(true);
+    expectAnswer("calibration on, plain", *tv.service, tv.set, tv.log);
+    tv.service->setEnabled(false);
+    expectAnswer("calibration off, plain", *tv.service, tv.set, tv.log);
+}
 
+TEST(Debug, TellsOfTheCalibrationOfASetWithABackEnd) {
     Tv tv(true);
     tv.set.write(kFlag, kOn);
-    tv.set.write("faults", "MTEEPROM_Init 5\nMTDRVCUST_dcustom_cust_spec_set 7");
     tv.set.write("bectrl/launch_after", "-1");
-    const tvset::VirtualClock clock;
-    tv.service = new AcousticCalibration;
+    tv.start("MTEEPROM_Init 5\nMTDRVCUST_dcustom_cust_spec_set 7");
     tv.set.write("faults", "fopen(enabled) EACCES");
     tv.set.write(kTable, record("FL", 2.5f, 1, -0.5f).substr(1));
-    EXPECT_EQ(expected("debug_calibration_off.txt"), told(*tv.service, tv.set, tv.log));
+    expectAnswer("calibration refused, files unreadable", *tv.service, tv.set, tv.log);
     tv.set.write("faults", "");
     tv.set.write(kTable, record("FL", 2.5f, 1, -0.5f) + record("FR", 1, 2) + kDelays + kEnd);
-    constexpr char kSent[] =
-            " 122\nvolume, 0.1 dB from 128: 153\ndelays, samples: FL 48, FR 96\nac_offset, dB: "
-            "2.5\n";
-    EXPECT_EQ(1u, countOf(told(*tv.service, tv.set, tv.log), kSent));
+    expectAnswer("calibration on, back end", *tv.service, tv.set, tv.log);
     for (const char* faults : {"MTAL_InitExCb 3", "MTDRVCUST_dcustom_cust_spec_get 7"}) {
-        tv.set.write("faults", faults);
-        tv.service = new AcousticCalibration;
-        const std::string started = told(*tv.service, tv.set, tv.log);
-        EXPECT_EQ(Lines{"no answer"}, find(started, "controller at start: (.*)\n")) << faults;
+        tv.start(faults);
+        expectAnswer("calibration started with "s + faults, *tv.service, tv.set, tv.log);
     }
 }
 
 TEST(Debug, TellsWhereTheAnswersOfTheCentreSpeakerComeFrom) {
-    const std::string type = "acoustics type: ", eeprom = "EEPROM at start: ";
-    const std::string input = "input: ", synchronised = "synchronised input: ",
-                      none = "not available, by default: no ";
-    const std::string good =
-            "tuning: read at start\n" + type + "2\nlatency: 1024 samples at 48000 Hz\n" + eeprom;
-    const std::string bad = "tuning: not read at start\n" + type +
-                            "0, by default\nlatency: 576 samples at 48000 Hz, by default\n" +
-                            eeprom;
-    const std::string noBytes =
-            input + none + "segment byte\n" + synchronised + none + "mode byte\n";
-    const std::pair<const char*, std::string> cases[] = {
-            {"", good + "opened\n" + input + "available, segment byte 0x53\n" + synchronised +
-                         "available, mode byte 0x01\n"},
-            {"fopen(aqda.bin) EACCES", bad + "not asked: no tuning\n" + noBytes},
-            {"MTEEPROM_Init 1", good + "could not be opened\n" + noBytes},
-            {"MTEEPROM_Read(0x10089) 1", good + "opened\n" + input + none + "segment byte\n" +
-                                                 synchronised + "available, mode byte 0x01\n"},
-    };
-    for (const auto& [faults, text] : cases) {
-        const TempSet set({.segment = 0x53, .centerMode = 1});
-        set.write("faults", faults);
-        const std::string expected = "middleware: ready\n" + text;
-        Process service([&] {  // what a start finds stays for the life of a process
-            LogCapture log;
-            EXPECT_EQ(expected, told(*sp(new CenterSpeaker), set, log));
-            _exit(HasFailure());
+    for (const char* faults :
+         {"nothing 0", "fopen(aqda.bin) EACCES", "MTEEPROM_Init 1", "MTEEPROM_Read(0x10089) 1"}) {
+        Process process([&] {  // what a start finds stays for the life of a process
+            TvWith<CenterSpeaker> tv;
+            tv.start(faults);
+            expectAnswer("CenterSpeaker, "s + faults, *tv.service, tv.set, tv.log);
         });
-        EXPECT_EQ(0, service.wait()) << faults;
+        EXPECT_EQ(0, process.wait());
     }
 }
 
-TEST(Debug, TellsOfBothBuffersAndTheirLastTransfers) {
-    const TempSet set({.hasBackEnd = true});
-    set.write("bectrl/reaction", "0 0xF3 5200");
-    LogCapture log;
-    tvset::VirtualClock clock;
-    const sp<HeadphoneVirtualizer> service = new HeadphoneVirtualizer;
-    service->setVirtualizerEnabled(true);
-    const auto expect = [&](const std::string& device, const std::string& lastDevice,
-                            const std::string& hrtf, const std::string& lastHrtf) {
-        EXPECT_EQ(
-                "middleware: ready\nmiddleware at start: ready\n"
-                "model byte of the EEPROM: read\ncontroller at start: launched\n"
-                "back-end controller: there\nvirtualizer: on\nupmix: on\n"
-                "device buffer: " +
-                        device + "\nlast device transfer: " + lastDevice +
-                        "\nHRTF buffer: " + hrtf + "\nlast HRTF transfer: " + lastHrtf + "\n",
-                told(*service, set, log));
-    };
-    expect("none", "none", "none", "none");
+struct TransferClient : V5_0::IHeadphoneVirtualizerCallback {
+    Return<void> onTransferResult(int32_t) override {
+        inside();
+        return android::hardware::Status::fromStatusT(android::DEAD_OBJECT);
+    }
+    std::function<void()> inside;
+};
 
-    struct Client : public V5_0::IHeadphoneVirtualizerCallback {
-        Return<void> onTransferResult(int32_t) override {
-            inside();
-            return android::hardware::Status::fromStatusT(android::DEAD_OBJECT);
-        }
-        std::function<void()> inside;
+TEST(Debug, TellsOfBothBuffersAndTheirLastTransfers) {
+    Running<HeadphoneVirtualizer> tv({.hasBackEnd = true});
+    HeadphoneVirtualizer& service = *tv.service;
+    const auto add = [&](const std::string& name) {
+        expectAnswer("HeadphoneVirtualizer, " + name, service, tv.set, tv.log);
     };
-    const sp<Client> client = new Client;
-    client->inside = [&] {
-        expect("none", "handle 2, 2 bytes, outcome 1, the client was told",
-               "handle 1, 3 of 3 bytes, transferring",
-               "handle 1, 3 bytes, outcome -1, the client is being told");
-    };
-    service->allocateParameterBuffer(V5_0::ParamType::HRTF_PARAMETER, 3);
-    service->allocateParameterBuffer(V5_0::ParamType::DEVICE_PARAMETER, 2);
-    service->append(1, {1, 2, 3});
-    service->append(2, {1});
-    expect("handle 2, 1 of 2 bytes, idle", "none", "handle 1, 3 of 3 bytes, idle", "none");
-    service->append(2, {2});
-    service->apply(1, client);
-    service->apply(2, new fakes::FakeVirtualizerCallback);
-    clock.sleepFor(4800ms);
-    service->cancel(2);
-    expect("handle 2, 2 of 2 bytes, waiting, cancel requested", "none",
-           "handle 1, 3 of 3 bytes, transferring", "none");
-    clock.sleepFor(10s);
-    expect("none", "handle 2, 2 bytes, outcome 1, the client was told", "none",
-           "handle 1, 3 bytes, outcome -1, the client could not be told");
+    tv.set.write("bectrl/reaction", "0 0xF3 5200");
+    service.setVirtualizerEnabled(true);
+    add("no buffers");
+    service.allocateParameterBuffer(V5_0::ParamType::HRTF_PARAMETER, 3);
+    service.allocateParameterBuffer(V5_0::ParamType::DEVICE_PARAMETER, 2);
+    service.append(1, {1, 2, 3});
+    service.append(2, {1});
+    add("buffers");
+    service.append(2, {2});
+    const sp<TransferClient> client = new TransferClient;
+    client->inside = [&] { add("in the callback, which fails"); };
+    service.apply(1, client);
+    service.apply(2, new fakes::FakeVirtualizerCallback);
+    tv.pass(4800ms);
+    service.cancel(2);
+    add("one in transfer, one cancelled while it waits");
+    tv.pass(10s);
+    add("after both");
 }
 
 TEST(Debug, IsAnsweredToAClientWhateverItHandsOver) {

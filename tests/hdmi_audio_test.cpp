@@ -26,19 +26,21 @@ struct Tv : Running<HdmiAudio> {
     }
     Lines read() {
         Lines names;
-        service->getAudioCapabilities([&](const auto& l) { names.assign(l.begin(), l.end()); });
+        service->getAudioCapabilities([&](const auto& l) { names = {l.begin(), l.end()}; });
         return names;
     }
 };
 
 TEST(HdmiAudio, StartWaitsConnectsAndGoesOn) {
-    EXPECT_EQ(Lines{D("HdmiAudio mtal open success")}, Tv().startLog);
-    const Running<HdmiAudio> tv({.isReady = false}, "MTAL_InitExCb 4");
-    EXPECT_EQ(waiting(D("<<<<<hdmiaudio"), 200) +
-                      Lines({D("dtv_svc rpc server failed."),
-                             E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n")}),
-              tv.startLog);
-    EXPECT_EQ((Lines{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 4"}), tv.startJournal);
+    TvWith<HdmiAudio> tv;
+    tv.start();
+    tv.log.expect({D("HdmiAudio mtal open success")});
+    tv.set.expectJournal({"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 0"});
+    tv.set.remove(kMarker);
+    tv.start("MTAL_InitExCb 4");
+    tv.log.expect({waiting(D("<<<<<hdmiaudio"), 200), D("dtv_svc rpc server failed."),
+                   E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n")});
+    tv.set.expectJournal({"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 4"});
     EXPECT_EQ(20s, tv.clock.now());
 }
 
@@ -48,61 +50,73 @@ TEST(HdmiAudio, StoredNumbersAreToldByNameAndAnythingElseAsNone) {
     const Lines nothing(3, "NONE");
     // clang-format off
     const struct {
+        const char* name;
         std::string dd, earc, mp4, faults;
         Lines names, log;
     } cases[] = {
-            {"1", "2", "3", "", {"ARC_DD_PLUS", "EARC_DD_ATMOS", "ARC_MP4AAC_22_2"},
+            {"known", "1", "2", "3", "", {"ARC_DD_PLUS", "EARC_DD_ATMOS", "ARC_MP4AAC_22_2"},
              {D(dd + "caps = ARC_DD_PLUS\\n"), D(earc + "caps = EARC_DD_ATMOS\\n"),
               D(mp4 + "caps = ARC_MP4AAC_22_2\\n")}},
-            {"3", "-1", "4", "", nothing,
+            {"unknown", "3", "-1", "4", "", nothing,
              {E(dd + none + "3\\n"), E(earc + none + "-1\\n"), E(mp4 + none + "4\\n")}},
-            {"1", "1", "1", "a_mtktvapi_config_get_value 9", nothing,
+            {"unreadable", "1", "1", "1", "a_mtktvapi_config_get_value 9", nothing,
              {E(dd + "MTKTVAPI failed:ret = 9\\n"), E(earc + "MTKTVAPI failed:ret = 9\\n"),
               E(mp4 + "MTKTVAPI failed:ret = 9\\n")}},
     };
     // clang-format on
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Tv tv;
         tv.set.write(std::string("config/") + kArcDd, c.dd);
         tv.set.write(std::string("config/") + kEarcDd, c.earc);
         tv.set.write(std::string("config/") + kArcMp4, c.mp4);
         tv.set.write("faults", c.faults);
         EXPECT_EQ(c.names, tv.read());
-        tv.log.expect(Lines{D("HIDL getAudioCapabilities")} + c.log);
+        tv.log.expect({D("HIDL getAudioCapabilities"), c.log});
     }
 }
 
+std::string dd(int value, int status = 0) {
+    return write(kArcDd, value, status);
+}
+std::string mp4(int value) {
+    return write(kArcMp4, value);
+}
+const std::string kFailDd = "a_mtktvapi_config_set_value(arc_dd) 6", kLong(100'000, 'x');
+
+// clang-format off
+const struct {
+    const char* name;
+    Lines names;
+    std::string faults;
+    int32_t status;
+    Lines writes, changed;
+} kStores[] = {
+        {"none", {}, "", -1, {}, {}},
+        {"empty names", {"", ""}, "", -1, {}, {}},
+        {"other kinds", {"EARC_DD_PLUS", "arc_dd_plus", "ARC_DD"}, "", -1, {}, {}},
+        {"not quite", {"ARC_DD_PLUS ", "ARC_DD_PLUS\0"s, "\0ARC_DD_PLUS"s, "ARC_DD_" + kLong}, "",
+         -1, {}, {}},
+        {"the last of many", {Lines(10'000, "EARC_DD_PLUS"), kLong, "ARC_DD_NONE"}, "", 0,
+         {dd(0)}, {"ARC_DD_NONE"}},
+        {"two, falling", {"ARC_DD_ATMOS", "ARC_DD_NONE"}, "", 0, {dd(2), dd(2)},
+         {"ARC_DD_ATMOS", "ARC_DD_NONE"}},
+        {"one unknown", {"ARC_DD", "ARC_MP4AAC", "ARC_DD_", "ARC_DD_PLUS"}, "", 0,
+         {dd(1), dd(1)}, {"ARC_DD_", "ARC_DD_PLUS"}},
+        {"both kinds", {"ARC_MP4AAC_7_1", "x", "ARC_DD_PLUS"}, "", 0, {mp4(2), dd(1)},
+         {"ARC_MP4AAC_7_1", "ARC_DD_PLUS"}},
+        {"first fails", {"ARC_DD_PLUS", "ARC_MP4AAC_5_1"}, kFailDd, 0, {dd(1, 6), mp4(1)},
+         {"ARC_MP4AAC_5_1"}},
+        {"second fails", {"ARC_MP4AAC_5_1", "ARC_DD_PLUS"}, kFailDd, 0, {mp4(1), dd(1, 6)},
+         {"ARC_MP4AAC_5_1"}},
+        {"only one fails", {"ARC_DD_PLUS", "EARC_DD_PLUS"}, kFailDd, 6, {dd(1, 6)}, {}},
+        {"fails, then unknown", {"ARC_DD_PLUS", "ARC_MP4AAC_x"}, kFailDd, -1, {dd(1, 6)}, {}},
+};
+// clang-format on
+
 TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
-    const auto dd = [](int value, int status = 0) { return write(kArcDd, value, status); };
-    const auto mp4 = [](int value) { return write(kArcMp4, value); };
-    const std::string failDd = "a_mtktvapi_config_set_value(arc_dd) 6", longName(100'000, 'x');
-    // clang-format off
-    const struct {
-        Lines names;
-        std::string faults;
-        int32_t status;
-        Lines writes, changed;
-    } cases[] = {
-            {{}, "", -1, {}, {}},
-            {{"", ""}, "", -1, {}, {}},
-            {{"EARC_DD_PLUS", "arc_dd_plus", "ARC_DD"}, "", -1, {}, {}},
-            {{"ARC_DD_PLUS ", "ARC_DD_PLUS\0"s, "\0ARC_DD_PLUS"s, "ARC_DD_" + longName}, "", -1,
-             {}, {}},
-            {Lines(10'000, "EARC_DD_PLUS") + Lines{longName, "ARC_DD_NONE"}, "", 0,
-             {dd(0)}, {"ARC_DD_NONE"}},
-            {{"ARC_DD_ATMOS", "ARC_DD_NONE"}, "", 0, {dd(2), dd(2)},
-             {"ARC_DD_ATMOS", "ARC_DD_NONE"}},
-            {{"ARC_DD", "ARC_MP4AAC", "ARC_DD_", "ARC_DD_PLUS"}, "", 0, {dd(1), dd(1)},
-             {"ARC_DD_", "ARC_DD_PLUS"}},
-            {{"ARC_MP4AAC_7_1", "x", "ARC_DD_PLUS"}, "", 0, {mp4(2), dd(1)},
-             {"ARC_MP4AAC_7_1", "ARC_DD_PLUS"}},
-            {{"ARC_DD_PLUS", "ARC_MP4AAC_5_1"}, failDd, 0, {dd(1, 6), mp4(1)}, {"ARC_MP4AAC_5_1"}},
-            {{"ARC_MP4AAC_5_1", "ARC_DD_PLUS"}, failDd, 0, {mp4(1), dd(1, 6)}, {"ARC_MP4AAC_5_1"}},
-            {{"ARC_DD_PLUS", "EARC_DD_PLUS"}, failDd, 6, {dd(1, 6)}, {}},
-            {{"ARC_DD_PLUS", "ARC_MP4AAC_x"}, failDd, -1, {dd(1, 6)}, {}},
-    };
-    // clang-format on
-    for (const auto& c : cases) {
+    for (const auto& c : kStores) {
+        SCOPED_TRACE(c.name);
         Tv tv;
         std::vector<Lines> told;
         const auto keep = [&](const Words& names) { told.push_back({names.begin(), names.end()}); };
@@ -146,20 +160,19 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
     tv.service->setCallback(nullptr).isOk();
     // Four, so that a fifth finds no room where they are.
     for (const auto& callback : {thrice, once, thrice, thrice}) tv.service->setCallback(callback);
-    tv.log.expect(Lines{D("callback is nullptr. skip setCallback")} + Lines(4, D("set callback")));
+    tv.log.expect({D("callback is nullptr. skip setCallback"), Lines(4, D("set callback"))});
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
     EXPECT_EQ((Calls{3, 0, 1}), calls);
-    const Lines log = tv.log.take();
-    EXPECT_EQ(D("issue capability changed callback event"), *(log.end() - 3));
-    EXPECT_EQ(D("set callback"), *(log.end() - 2));
+    EXPECT_EQ((Lines{D("issue capability changed callback event"), D("set callback")}),
+              tv.log.take().only("callback"));
 
     tv.service->serviceDied(0, thrice);
-    tv.log.expect(Lines{E("Monitored process died")} + Lines(3, D("remove callback")));
+    tv.log.expect({E("Monitored process died"), Lines(3, D("remove callback"))});
     const sp<Client> stranger = count(0);
     const wp<IBase> gone = sp<IBase>(count(0));
     tv.service->serviceDied(0, stranger);
     tv.service->serviceDied(0, gone);
-    tv.log.expect(Lines(2, E("Monitored process died")));
+    tv.log.expect({Lines(2, E("Monitored process died"))});
     EXPECT_EQ((Calls{2, 1, -1}), (Calls{thrice->links, late->links, stranger->links}));
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
     EXPECT_EQ((Calls{3, 1, 2}), calls);

@@ -91,7 +91,8 @@ TEST_F(HidlTest, ACallThatASetCouldNotCarryFailsAloneAndTheNextOneArrives) {
     hidl_vec<uint8_t> data;
     for (const auto& [size, sum] : cases) {
         data.setToExternal(ones.data(), size);
-        EXPECT_EQ(sum, service->append(1, data).withDefault(-99)) << size;
+        SCOPED_TRACE(size);
+        EXPECT_EQ(sum, service->append(1, data).withDefault(-99));
     }
     EXPECT_FALSE(service->getAvailableVirtualizerTypes([](const Words&) {}).isOk());
     EXPECT_TRUE(service->ping().isOk());
@@ -99,6 +100,7 @@ TEST_F(HidlTest, ACallThatASetCouldNotCarryFailsAloneAndTheNextOneArrives) {
     const std::vector<V3_0::bandEqualizer> bands(31, {"Parametric", 0, 0, -9});
     const auto calibration = V3_1::IAcousticCalibration::getService("default");
     for (const auto& [entries, expected] : {std::pair(333, 333), {334, -99}}) {
+        SCOPED_TRACE(entries);
         const std::vector<V3_0::calibratedData> list(entries, {"FL", bands, 0, 0});
         EXPECT_EQ(expected, calibration->setCalibratedData(list).withDefault(-99));
     }
@@ -158,10 +160,12 @@ TEST_F(HidlTest, AnObjectKeepsItsIdentityComesBackToItsOwnerAndCannotGoToAThirdP
     ASSERT_EQ("third", gJournal.next());
     start();
     sp<IHdmiAudioCallback> one = give([](const Words&) {}), other = new Callback([](auto&) {});
-    const std::pair<sp<IHdmiAudioCallback>, const char*> cases[] = {
-            {one, "the same callback"}, {other, "another callback"}, {one, "another callback"},
-            {nullptr, "null"},          {one, "another callback"},   {one, "the same callback"}};
-    for (const auto& [given, arrives] : cases) {
+    const std::tuple<const char*, sp<IHdmiAudioCallback>, const char*> cases[] = {
+            {"one again", one, "the same callback"},      {"other", other, "another callback"},
+            {"one after other", one, "another callback"}, {"none", nullptr, "null"},
+            {"one after none", one, "another callback"},  {"one", one, "the same callback"}};
+    for (const auto& [name, given, arrives] : cases) {
+        SCOPED_TRACE(name);
         EXPECT_TRUE(hdmiAudio()->setCallback(given).isOk());
         EXPECT_EQ(arrives, gJournal.next());
     }
@@ -179,11 +183,6 @@ TEST_F(HidlTest, AnObjectKeepsItsIdentityComesBackToItsOwnerAndCannotGoToAThirdP
     EXPECT_EQ(-1, order(hdmiAudio(), {"hand over", "third"}));
     EXPECT_EQ(0, order(hdmiAudio(), {"hand over", "mine"}));
     EXPECT_EQ("my own object", gJournal.next());
-    struct Notification : IServiceNotification {
-        Return<void> onRegistration(const hidl_string&, const hidl_string&, bool) override {
-            return Void();
-        }
-    };
     const sp<Notification> sent = new Notification;
     const auto keeper = IServiceManager::getService();
     EXPECT_TRUE(keeper->registerForNotifications("", "", sent));
@@ -326,71 +325,98 @@ TEST_F(HidlTest, NobodyWaitsForWhatAOneWayCallDoes) {
     }
 }
 
+/** Messages of IHdmiAudio and IOutputExternal, right and wrong. */
+namespace messages {
+
+const std::string kHdmi = "3.1::IHdmiAudio", kExternal = "3.1::IOutputExternal";
+
+std::string list(const std::string& body) {
+    return message(2, token("1.0::IHdmiAudio") + body);
+}
+std::string object(const std::string& reference, uint32_t fdCount = 0) {
+    return message(3, token("1.1::IHdmiAudio") + reference, fdCount);
+}
+std::string reference(uint32_t kind) {
+    return item(kind, uint32_t(0), 1LL, 2LL);
+}
+std::string boolean(const std::string& body) {
+    return message(1, token("2.0::IOutputExternal") + body);
+}
+std::string sized(uint32_t size) {
+    return message(2, "", 0, MessageHeader::kCall, size);
+}
+const std::string kWhole = list(head(0)), kMost = kWhole.substr(0, kWhole.size() - 1);
+const char *kArguments = "malformed arguments", *kHalf = "half a message", *kBig = "oversized";
+const char *kFds = "descriptors missing or left over", *kMore = "bytes behind the message";
+
+enum class Sent { NOTHING, DATAGRAM_SOCKET, OWN_SOCKET };
+const struct {
+    const char* name;
+    std::string interface, bytes, why;
+    Sent fd = Sent::NOTHING;
+} kHostile[] = {
+        {"noise", kHdmi, std::string(64, '\xA5'), "unknown kind of message"},
+        {"a reply", kHdmi, message(0, "", 0, MessageHeader::kReply), "a reply to no call"},
+        {"half a header", kHdmi, kWhole.substr(0, 20), kHalf},
+        {"half a body", kHdmi, kMost, kHalf},
+        {"one byte too many", kHdmi, kWhole + "x", kMore},
+        {"two calls at once", kHdmi, kWhole + kWhole, kMore},
+        {"a size beyond all", kHdmi, sized(0xFFFFFFFF), kBig},
+        {"a mebibyte and a byte", kHdmi, sized((1 << 20) - 39), kBig},
+        {"no descriptor", kHdmi, object(reference(1), 1), kFds},
+        {"a descriptor unasked for", kHdmi, kWhole, kFds, Sent::DATAGRAM_SOCKET},
+        {"no interface", kHdmi, message(2, ""), kArguments},
+        {"an interface without end", kHdmi, message(2, std::string(32, 'x')), kArguments},
+        {"no list", kHdmi, list(""), kArguments},
+        {"a list longer than the message", kHdmi, list(head(1)), kArguments},
+        {"a list beyond all", kHdmi, list(head(0xFFFFFFFF) + head(0)), kArguments},
+        {"a string beyond all", kHdmi, list(head(1) + head(0xFFFFFFFF) + text("x")), kArguments},
+        {"a string without end", kHdmi, list(head(1) + head(7) + "xxxxxxxx"), kArguments},
+        {"a bool of 2", kExternal, boolean(item(2)), kArguments},
+        {"no bool", kExternal, boolean(""), kArguments},
+        {"no object", kHdmi, object(""), kArguments},
+        {"an object without a socket", kHdmi, object(reference(1)), kArguments},
+        {"an object at our own", kHdmi, object(reference(1), 1), kArguments, Sent::OWN_SOCKET},
+        {"an object at a datagram socket", kHdmi, object(reference(1), 1), kArguments,
+         Sent::DATAGRAM_SOCKET},
+        {"an object never given", kHdmi, object(reference(2)), kArguments},
+        {"an object of no kind", kHdmi, object(reference(9)), kArguments},
+        {"that behind a call", kHdmi, oneWay(kWhole) + object(reference(9), 1), kArguments,
+         Sent::DATAGRAM_SOCKET},
+};
+
+}  // namespace messages
+
+TEST_F(HidlTest, CallsThatDoNotFitAreAnsweredWithAnErrorOrNotAtAll) {
+    start();
+    const RawClient client(messages::kHdmi);
+    EXPECT_TRUE(client.send(message(1, token("2.0::IOutputSpeaker"))));
+    EXPECT_EQ(std::to_string(uint32_t(BAD_TYPE)), client.reply()) << "no such interface";
+    EXPECT_TRUE(client.send(message(99, token("1.0::IHdmiAudio"))));
+    EXPECT_EQ(std::to_string(uint32_t(UNKNOWN_TRANSACTION)), client.reply()) << "no such method";
+    EXPECT_TRUE(client.send(oneWay(message(99, "")) + oneWay(messages::kWhole) + messages::kWhole));
+    EXPECT_EQ("0", client.reply()) << "none of them is hostile";
+    EXPECT_EQ("(nothing)", gJournal.next(0ms));
+}
+
 TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
+    using namespace messages;
     start();
     int datagram[2];
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_DGRAM, 0, datagram));
-    const std::string hdmi = "3.1::IHdmiAudio", external = "3.1::IOutputExternal";
-    RawClient silent(hdmi);
-    const auto list = [](auto body) { return message(2, token("1.0::IHdmiAudio") + body); };
-    const auto object = [](const std::string& reference, uint32_t fdCount = 0) {
-        return message(3, token("1.1::IHdmiAudio") + reference, fdCount);
-    };
-    const auto reference = [](uint32_t kind) { return item(kind, uint32_t(0), 1LL, 2LL); };
-    const auto boolean = [](auto body) { return message(1, token("2.0::IOutputExternal") + body); };
-    const auto sized = [](uint32_t size) { return message(2, "", 0, MessageHeader::kCall, size); };
-    const std::string whole = list(head(0)), most = whole.substr(0, whole.size() - 1);
-    const char *arguments = "malformed arguments", *half = "half a message", *big = "oversized";
-    const char *fds = "descriptors missing or left over", *more = "bytes behind the message";
-    const struct {
-        const char* what;
-        std::string interface, bytes, why;
-        int fd = -1;
-    } cases[] = {
-            {"noise", hdmi, std::string(64, '\xA5'), "unknown kind of message"},
-            {"a reply", hdmi, message(0, "", 0, MessageHeader::kReply), "a reply to no call"},
-            {"half a header", hdmi, whole.substr(0, 20), half},
-            {"half a body", hdmi, most, half},
-            {"one byte too many", hdmi, whole + "x", more},
-            {"two calls at once", hdmi, whole + whole, more},
-            {"a size beyond all", hdmi, sized(0xFFFFFFFF), big},
-            {"a mebibyte and a byte", hdmi, sized((1 << 20) - 39), big},
-            {"no descriptor", hdmi, object(reference(1), 1), fds},
-            {"a descriptor unasked for", hdmi, whole, fds, *datagram},
-            {"no interface", hdmi, message(2, ""), arguments},
-            {"an interface without end", hdmi, message(2, std::string(32, 'x')), arguments},
-            {"no list", hdmi, list(""), arguments},
-            {"a list longer than the message", hdmi, list(head(1)), arguments},
-            {"a list beyond all", hdmi, list(head(0xFFFFFFFF) + head(0)), arguments},
-            {"a string beyond all", hdmi, list(head(1) + head(0xFFFFFFFF) + text("x")), arguments},
-            {"a string without end", hdmi, list(head(1) + head(7) + "xxxxxxxx"), arguments},
-            {"a bool of 2", external, boolean(item(2)), arguments},
-            {"no bool", external, boolean(""), arguments},
-            {"no object", hdmi, object(""), arguments},
-            {"an object without a socket", hdmi, object(reference(1)), arguments},
-            {"an object at our own", hdmi, object(reference(1), 1), arguments, silent.socket()},
-            {"an object at a datagram socket", hdmi, object(reference(1), 1), arguments, *datagram},
-            {"an object never given", hdmi, object(reference(2)), arguments},
-            {"an object of no kind", hdmi, object(reference(9)), arguments},
-            {"that behind a call", hdmi, oneWay(whole) + object(reference(9), 1), arguments,
-             *datagram}};
-    RawClient wrong(hdmi);
-    EXPECT_TRUE(wrong.send(message(1, token("2.0::IOutputSpeaker"))));
-    EXPECT_EQ(std::to_string(uint32_t(BAD_TYPE)), wrong.reply()) << "no such interface";
-    EXPECT_TRUE(wrong.send(message(99, token("1.0::IHdmiAudio"))));
-    EXPECT_EQ(std::to_string(uint32_t(UNKNOWN_TRANSACTION)), wrong.reply()) << "no such method";
-    EXPECT_TRUE(wrong.send(oneWay(message(99, "")) + oneWay(whole) + whole));
-    EXPECT_EQ("0", wrong.reply()) << "none of them is hostile";
-    EXPECT_TRUE(silent.send(most));
-    for (const auto& c : cases) {
+    const RawClient silent(kHdmi);
+    EXPECT_TRUE(silent.send(kMost));
+    for (const auto& c : kHostile) {
+        SCOPED_TRACE(c.name);
         RawClient client(c.interface);
-        EXPECT_TRUE(client.send(c.bytes, c.fd)) << c.what;
-        if (c.why == half) client.hangUp();
-        EXPECT_EQ(closed(c.why), gJournal.next()) << c.what;
-        EXPECT_EQ(c.why == half ? "silent" : "closed", client.reply()) << c.what;
-        EXPECT_EQ(2, order(hdmiAudio(), {"keep", "it"})) << "after " << c.what;
+        const int fds[]{-1, *datagram, silent.socket()};
+        EXPECT_TRUE(client.send(c.bytes, fds[int(c.fd)]));
+        if (c.why == kHalf) client.hangUp();
+        EXPECT_EQ(closed(c.why), gJournal.next());
+        EXPECT_EQ(c.why == kHalf ? "silent" : "closed", client.reply());
+        EXPECT_EQ(2, order(hdmiAudio(), {"keep", "it"})) << "of another client";
     }
-    EXPECT_TRUE(silent.send(whole.substr(whole.size() - 1)));
+    EXPECT_TRUE(silent.send(kWhole.substr(kWhole.size() - 1)));
     EXPECT_EQ("0", silent.reply()) << "the other half came";
     EXPECT_EQ("(nothing)", gJournal.next(0ms));
 }
@@ -407,6 +433,7 @@ TEST_F(HidlTest, AClientThatDoesNotAnswerIsGivenUpAndWelcomeAgain) {
         }
     });
     for (const std::string what : {"stop", "call on"}) {
+        SCOPED_TRACE(what);
         start();
         gOrders.say("register");
         ASSERT_EQ("another callback", gJournal.next());
@@ -600,14 +627,6 @@ TEST_F(HidlTest, ADeclaredServiceIsWaitedForByAProcessThatThenHasASecondThread) 
 }
 
 TEST_F(HidlTest, RegistrationsAreTold) {
-    struct Notification : IServiceNotification {
-        Return<void> onRegistration(const hidl_string& name, const hidl_string& instance,
-                                    bool isPreexisting) override {
-            gJournal.say(std::string(name) + "/" + std::string(instance) +
-                         (isPreexisting ? " is there" : " has come"));
-            return Void();
-        }
-    };
     Process client([] {
         gOrders.next();
         EXPECT_TRUE(V1_0::IHdmiAudio::registerForNotifications("default", new Notification));

@@ -4,9 +4,10 @@
 
 #include "V3_1/OutputEncodingStatusListener.h"
 #include "V3_1/OutputExternal.h"
+#include "tests/support/transcript.h"
 #include "tests/support/tv.h"
 
-using namespace com::zavo::dtv::hardware::audio::V3_1::implementation;
+using namespace V3_1::implementation;
 
 namespace {
 
@@ -16,120 +17,90 @@ constexpr char kStore[] = "config/g_audio__bitstream_output_mode";
 const std::string kOff("\2\0\0\0", 4);
 const std::string kOn("\0\0\0\0", 4);
 
-std::string write(int mode, int status = 0) {
-    return "a_mtktvapi_config_set_value(-1, \"g_audio__bitstream_output_mode\", " +
-           to_string(mode) + ", 7) = " + to_string(status);
-}
+const std::string kNone = "-";  // no file
+const Transcript kTranscript("output_external.txt");
 
 using Tv = Running<OutputExternal>;
 
 TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndGoesOnThroughEveryFailure) {
-    const std::string none = "-", open = "open file " + kPath + " failed, errno 13";
-    const Lines first{
-            "D -: [OutputExternal] prev setting not exist. set bitstream output mode 0,  result 0"};
-    const auto kept = [](int mode, int result = 0) {
-        return Lines{"D -: [OutputExternal] set bitstream output mode " + to_string(mode) +
-                     ",  result " + to_string(result)};
-    };
     const struct {
-        std::string file, faults;
-        Lines log, journal;
-        std::string left;
+        const char* name;
+        std::string file, faults, left;
     } cases[] = {
-            {none, "", first, {write(0)}, ""},
-            {kOn, "", kept(0), {write(0)}, kOn},
-            {kOff, "", kept(2), {write(2)}, kOff},
-            {"\2", "", kept(2), {write(2)}, "\2"},  // what is missing counts as zero
-            {"\1\2\3", "", kept(0x030201), {write(0x030201)}, "\1\2\3"},
-            {"\xff\xff\xff\xff and", "", kept(-1), {write(-1)}, "\xff\xff\xff\xff and"},
-            {kOff, "MTAL_InitExCb 3", kept(2), {write(2)}, kOff},
-            {kOff, "open(output_mode) EACCES", {"E -: [OutputExternal] " + open}, {}, kOff},
-            {kOff, "read(output_mode) EIO", first, {write(0)}, kOff},
-            {kOff, "a_mtktvapi_config_set_value 5", kept(2, 5), {write(2, 5)}, kOff},
+            {"start, no file", kNone, "", ""},
+            {"start, forced", kOn, "", kOn},
+            {"start, not forced", kOff, "", kOff},
+            {"start, one byte", "\2", "", "\2"},  // what is missing counts as zero
+            {"start, three bytes", "\1\2\3", "", "\1\2\3"},
+            {"start, more bytes", "\xff\xff\xff\xff and", "", "\xff\xff\xff\xff and"},
+            {"start, no connection", kOff, "MTAL_InitExCb 3", kOff},
+            {"start, no permission", kOff, "open(output_mode) EACCES", kOff},
+            {"start, unreadable", kOff, "read(output_mode) EIO", kOff},
+            {"start, store refuses", kOff, "a_mtktvapi_config_set_value 5", kOff},
     };
     umask(0);
     for (const auto& c : cases) {
-        TempSet set;
-        set.write(kFile, c.file);
-        if (c.file == none) set.remove(kFile);
-        set.write("faults", c.faults);
-        LogCapture log;
-        const sp<OutputExternal> service = new OutputExternal;
-        const bool isConnected = c.faults.find("MTAL") != 0;
-        log.expect(Lines{isConnected ? "D -: OutputExternal mtal open success"
-                                     : "E -: ERROR: OutputExternal MTAL_Init.... , r = 3 \\n"} +
-                   c.log);
-        set.expectJournal(Lines{"IMtkPb_Ctrl_Init() = 0",
-                                "MTAL_InitExCb(0) = " + to_string(isConnected ? 0 : 3)} +
-                          c.journal);
-        EXPECT_EQ(c.left, set.read(kFile));
-        EXPECT_EQ(c.file == none ? 0777u : 0666u, set.mode(kFile));
+        SCOPED_TRACE(c.name);
+        TvWith<OutputExternal> tv;
+        tv.set.write(kFile, c.file);
+        if (c.file == kNone) tv.set.remove(kFile);
+        tv.start(c.faults);
+        kTranscript.expect(c.name, tv);
+        EXPECT_EQ(c.left, tv.set.read(kFile));
+        EXPECT_EQ(c.file == kNone ? 0777u : 0666u, tv.set.mode(kFile));
     }
 }
 
 TEST(OutputExternal, StartWaitsForTheMiddlewareForTwentySecondsAtMost) {
     for (const auto& [readyAfter, count] : {std::pair(1495ms, 150), {3600'000ms, 2000}}) {
-        TempSet set({.isReady = false});
-        LogCapture log;
-        tvset::VirtualClock clock;
-        clock.after(readyAfter, [&] { set.write(kMarker, ""); });
-        const sp<OutputExternal> service = new OutputExternal;
-        Lines expected = waiting("D -: <<<<<hidlaudio", count);
-        if (count == 2000) expected.push_back("D -: dtv_svc rpc server failed.");
-        expected.push_back("D -: OutputExternal mtal open success");
-        Lines lines = log.take();
-        lines.pop_back();
-        EXPECT_EQ(expected, lines);
-        EXPECT_EQ(10ms * count, clock.now());
+        SCOPED_TRACE(count);
+        TvWith<OutputExternal> tv({.isReady = false});
+        tv.clock.after(readyAfter, [set = &tv.set] { set->write(kMarker, ""); });
+        tv.start();
+        tv.log.expect({waiting("D -: <<<<<hidlaudio", count),
+                       Lines(count == 2000, "D -: dtv_svc rpc server failed."),
+                       "D -: OutputExternal mtal open success",
+                       "D -: [OutputExternal] prev setting not exist. set bitstream output mode 0, "
+                       " result 0"});
+        EXPECT_EQ(10ms * count, tv.clock.now());
     }
 }
 
 TEST(OutputExternal, SettingGoesToTheStoreThenToTheFileAndBackAtTheNextStart) {
     Tv tv;
     for (const bool isOn : {false, true}) {
-        const std::string mode = isOn ? "0" : "2";
         EXPECT_EQ(0, tv.service->setForceEncodingEnabled(isOn));
-        tv.log.expect({"D -: [setForceEncodingEnabled] start enable:" + to_string(isOn),
-                       "D -: [setForceEncodingEnabled] write(data=" + mode + ") ret = 4",
-                       "D -: [setForceEncodingEnabled] end ret:0"});
-        tv.set.expectJournal({write(isOn ? 0 : 2)});
+        kTranscript.expect(isOn ? "set forced" : "set not forced", tv);
         EXPECT_EQ(isOn ? kOn : kOff, tv.set.read(kFile));
 
         tv.set.remove(kStore);
-        const sp<OutputExternal> next = new OutputExternal;
-        tv.log.take();
-        EXPECT_EQ(isOn, next->getForceEncodingEnabled());
-        tv.log.expect({"D -: [getForceEncodingEnabled] start",
-                       "D -: [getForceEncodingEnabled] end ret:" + to_string(isOn)});
-        tv.set.takeJournal();
+        tv.startQuietly();
+        EXPECT_EQ(isOn, tv.service->getForceEncodingEnabled());
+        kTranscript.expect(isOn ? "get forced" : "get not forced", tv);
     }
 }
 
 TEST(OutputExternal, SettingReportsTheStoreAndOnlyLogsTheFile) {
-    const std::string name = "[setForceEncodingEnabled] ", none = "-";
-    const std::string open = "E -: " + name + "open file " + kPath + " failed, errno ";
     const struct {
-        const char* faults;
+        const char *name, *faults;
         int32_t status;
-        std::string line;  // the one between start and end
         std::string file;
     } cases[] = {
-            {"a_mtktvapi_config_set_value 7", 7,
-             "E -: setForceEncodingEnabled, MTKTVAPI failed:ret = 7\\n", "kept"},
-            {"open(output_mode) EROFS", 0, open + "30", "kept"},
-            {"write(output_mode) ENOSPC", 0, "D -: " + name + "write(data=2) ret = -1", "kept"},
-            {"write(output_mode) short", 0, "D -: " + name + "write(data=2) ret = 2", "\2\0pt"s},
-            {"", 0, open + "2", none},  // a file that was deleted is not made anew
+            {"set, store refuses", "a_mtktvapi_config_set_value 7", 7, "kept"},
+            {"set, read-only disk", "open(output_mode) EROFS", 0, "kept"},
+            {"set, full disk", "write(output_mode) ENOSPC", 0, "kept"},
+            {"set, short write", "write(output_mode) short", 0, "\2\0pt"s},
+            {"set, a deleted file is not made anew", "", 0, kNone},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         Tv tv;
         tv.set.write(kFile, "kept");
-        if (c.file == none) tv.set.remove(kFile);
+        if (c.file == kNone) tv.set.remove(kFile);
         tv.set.write("faults", c.faults);
-        EXPECT_EQ(c.status, tv.service->setForceEncodingEnabled(false)) << c.faults;
-        tv.log.expect({"D -: " + name + "start enable:0", c.line,
-                       "D -: " + name + "end ret:" + to_string(c.status)});
-        EXPECT_EQ(c.file, tv.set.has(kFile) ? tv.set.read(kFile) : none) << c.faults;
+        EXPECT_EQ(c.status, tv.service->setForceEncodingEnabled(false));
+        kTranscript.expect(c.name, tv);
+        EXPECT_EQ(c.file, tv.set.has(kFile) ? tv.set.read(kFile) : kNone);
     }
 }
 
@@ -166,15 +137,7 @@ TEST(OutputExternal, FormatsAndListenersAreAcceptedWithoutEffect) {
     EXPECT_TRUE(listener->onForceEncodingChanged(true).isOk());
     EXPECT_TRUE(listener->onEncodingFormatChanged("auto").isOk());
 
-    Lines log;
-    for (const char* name :
-         {"setEncodingFormat", "getEncodingFormat", "getAvailableEncodingFormats",
-          "registerEncodingFormatListener", "unregisterEncodingFormatListener",
-          "onForceEncodingChanged", "onEncodingFormatChanged"}) {
-        log.push_back("D -: [" + std::string(name) + "] start");
-    }
-    tv.log.expect(log);
-    tv.set.expectJournal({});
+    kTranscript.expect("without effect", tv);
 }
 
 }  // namespace

@@ -2,86 +2,53 @@
 
 #include "V3_1/OutputSpeaker.h"
 #include "platform/PrimaryHalAccessor.h"
-#include "tests/support/program.h"
+#include "tests/support/transcript.h"
 #include "tests/support/tv.h"
 
-using namespace com::zavo::dtv::hardware::audio::platform;
-using com::zavo::dtv::hardware::audio::V3_1::implementation::OutputSpeaker;
+using namespace platform;
+using V3_1::implementation::OutputSpeaker;
+using Tv = TvWith<OutputSpeaker, RealTime>;
 
 namespace {
 
 constexpr char kPosition[] = "config/g_audio__tv_position";
-const std::string kOpened = "openPrimaryDevice() = 0";
-const std::string kTableTop = "setParameters([], [{\"tv_position\", \"table_top\"}]) = ";
-const std::string kWallMount = "setParameters([], [{\"tv_position\", \"wall_mount\"}]) = ";
-
-const std::string kStore = "a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", ";
-const std::string kFind = "a_mtktvapi_config_get_value(-1, \"g_audio__tv_position\", ";
-const std::string kDebug = "D AudioOutSp: ";
-const std::string kError = "E AudioOutSp: ";
-const std::string kRead = kDebug + "get tv position:";
-const std::string kEnd = kDebug + "[OutputSpeaker] end";
-const std::string kNoHal = kError + "load audio interface failed";
-
-const Lines kStartLog{kDebug + "[OutputSpeaker] start", kDebug + "OutputSpeaker mtal open success"};
-const Lines kStartJournal{"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 0"};
-
-/** A set on which services start one after the other. */
-struct Tv {
-    TempSet set;
-    LogCapture log;
-    sp<OutputSpeaker> service;
-
-    /** Starts a service, which does this after it has connected to the middleware. */
-    void start(const Lines& expectedLog, const Lines& expectedJournal) {
-        log.take();
-        service = new OutputSpeaker;
-        log.expect(kStartLog + expectedLog);
-        set.expectJournal(kStartJournal + expectedJournal);
-    }
-    void setPosition(int type, int status, const Lines& expectedJournal) {
-        EXPECT_EQ(status, service->setTvPosition(type));
-        set.expectJournal(expectedJournal);
-    }
-};
+const Transcript kTranscript("output_speaker.txt");
 
 TEST(OutputSpeaker, StartPassesTheStoredPositionToADeviceOpenedOnce) {
-    const std::string illegal = "a_mtktvapi_config_get_value:Illigal value = ";
-    const std::string unreadable = "a_mtktvapi_config_get_value failed:ret = 9";
     const struct {
-        int position;
-        const char* faults;
-        Lines log, journal;
+        const char *name, *position, *faults;
     } cases[] = {
-            {0, "", {kRead + "0", kEnd}, {kOpened, kFind + "0) = 0", kTableTop + "0"}},
-            {1, "", {kRead + "1", kEnd}, {kFind + "1) = 0", kWallMount + "0"}},
-            {1, "setParameters 3", {kRead + "1", kEnd}, {kFind + "1) = 0", kWallMount + "3"}},
-            {2, "", {kRead + "2", kError + illegal + "2", kEnd}, {kFind + "2) = 0"}},
-            {-1, "", {kRead + "-1", kError + illegal + "-1", kEnd}, {kFind + "-1) = 0"}},
-            {1, "a_mtktvapi_config_get_value 9", {kError + unreadable}, {kFind + "-1) = 9"}},
+            {"start, table top", "0", ""},
+            {"start, wall mount", "1", ""},
+            {"start, HAL refuses", "1", "setParameters 3"},
+            {"start, illegal position", "2", ""},
+            {"start, negative position", "-1", ""},
+            {"start, unreadable position", "1", "a_mtktvapi_config_get_value 9"},
     };
     Tv tv;
     const Hal hal;
     EXPECT_EQ(1, Program({"tvset", "primary-hal"}).wait()) << "a set has one";
     for (const auto& c : cases) {
-        tv.set.write(kPosition, to_string(c.position));
-        tv.set.write("faults", c.faults);
-        tv.start(c.log, c.journal);
+        SCOPED_TRACE(c.name);
+        tv.set.write(kPosition, c.position);
+        tv.start(c.faults);
+        kTranscript.expect(c.name, tv);
     }
 }
 
 TEST(OutputSpeaker, EveryStartTriesToOpenTheDeviceUntilItIsThereAndNeverAgain) {
     Tv tv;
-    tv.start({"E -: load audio interface failed", kNoHal}, {});
-    tv.setPosition(0, 0, {kStore + "0, 7) = 0"});
+    tv.start();
+    EXPECT_EQ(0, tv.service->setTvPosition(0));
+    kTranscript.expect("no HAL at the first start", tv);
 
     Hal hal;
-    tv.set.write("faults", "openPrimaryDevice 3");
-    tv.start({kNoHal}, {"openPrimaryDevice() = 3"});
-    tv.setPosition(1, 0, {kStore + "1, 7) = 0"});
+    tv.start("openPrimaryDevice 3");
+    EXPECT_EQ(0, tv.service->setTvPosition(1));
+    kTranscript.expect("it cannot be opened at the second", tv);
 
-    tv.set.write("faults", "");
-    tv.start({kRead + "1", kEnd}, {kOpened, kFind + "1) = 0", kWallMount + "0"});
+    tv.start();
+    kTranscript.expect("it is opened at the third", tv);
     // A device is a device, whatever the HAL says of opening it.
     const sp<IPrimaryDevice> device = PrimaryHalAccessor().getHalPrimaryDevice();
     openDeviceCallback(Result::OK, nullptr);
@@ -90,88 +57,73 @@ TEST(OutputSpeaker, EveryStartTriesToOpenTheDeviceUntilItIsThereAndNeverAgain) {
 
     hal.signalAndWait(SIGKILL);
     const Hal next;
-    tv.setPosition(0, 0, {kStore + "0, 7) = 0"});
-    tv.start({kRead + "0", kEnd}, {kFind + "0) = 0"});
+    EXPECT_EQ(0, tv.service->setTvPosition(0));
+    tv.start();
+    kTranscript.expect("it is another one at the fourth", tv);
 }
 
 TEST(OutputSpeaker, PositionGoesToTheStoreAndToTheHalWhateverEitherSays) {
     const struct {
+        const char* name;
         int type;
         const char* faults;
         int status;
-        Lines journal;
     } cases[] = {
-            {1, "", 0, {kStore + "1, 7) = 0", kWallMount + "0"}},
-            {0, "setParameters 2", 0, {kStore + "0, 7) = 0", kTableTop + "2"}},
-            {2, "", 0, {kStore + "0, 7) = 0", kTableTop + "0"}},
-            {-1, "a_mtktvapi_config_set_value 7", 7, {kStore + "0, 7) = 7", kTableTop + "0"}},
+            {"set wall mount", 1, "", 0},
+            {"set table top, HAL refuses", 0, "setParameters 2", 0},
+            {"set illegal position", 2, "", 0},
+            {"set negative position, store refuses", -1, "a_mtktvapi_config_set_value 7", 7},
     };
     Tv tv;
     const Hal hal;
-    tv.service = new OutputSpeaker;
-    tv.set.takeJournal();
+    tv.startQuietly();
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         tv.set.write("faults", c.faults);
-        tv.log.take();
-        tv.setPosition(c.type, c.status, c.journal);
-        const std::string type = to_string(c.type), status = to_string(c.status);
-        const std::string position = c.type == 1 ? "1" : "0";
-        Lines log{kDebug + "[setTvPosition] start:type = " + type,
-                  "W AudioOutSp: illigal argument:type = " + type,
-                  kDebug + "set tv position:value = " + position + ", result = " + status,
-                  kDebug + "[setTvPosition] end:ret = " + status};
-        if (position == type) log.erase(log.begin() + 1);
-        tv.log.expect(log);
+        EXPECT_EQ(c.status, tv.service->setTvPosition(c.type));
+        kTranscript.expect(c.name, tv);
     }
 }
 
 TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
     const std::string get = "a_mtktvapi_config_get_value";
-    const std::string value = kDebug + "get tv position:value = ";
-    const std::string position = kDebug + "[getTvPosition] end:ret = ";
-    const std::string type = kDebug + "[getSurroundType] end ret:";
-    const std::string failed = kError + "getSurroundType, MTKTVAPI ";
-    const Lines wallMount{value + "1, result = 0", position + "1"};
-    const Lines noPosition{kError + get + " failed:ret = 9"}, noType{failed + "failed:ret = 9\\n"};
-    const Lines noSpeaker{failed + "CFG_AUD_SPEAKER failed:ret = 5\\n", type + "2"};
     const struct {
-        int kept[3];  // position, surround type, speaker
+        const char *name, *stored[3];  // position, surround type, speaker
         std::string faults;
         int position, type;
-        Lines positionLog, typeLog;
     } cases[] = {
-            {{0, 0, 0}, "", 0, 0, {value + "0, result = 0", position + "0"}, {type + "0"}},
-            {{1, 1, 0}, "", 1, 1, wallMount, {type + "1"}},
-            {{2, 2, 2}, "", 0, 2, {value + "2, result = 0", position + "0"}, {type + "2"}},
-            {{-1, 3, 0}, "", 0, 0, {value + "-1, result = 0", position + "0"}, {type + "0"}},
-            {{1, -1, 0}, "", 1, 0, wallMount, {type + "0"}},
-            {{1, 2, 1}, "", 1, 0, wallMount, {type + "0"}},
+            {"get 0", {"0", "0", "0"}, "", 0, 0},
+            {"get 1", {"1", "1", "0"}, "", 1, 1},
+            {"get 2", {"2", "2", "2"}, "", 0, 2},
+            {"get, out of range", {"-1", "3", "0"}, "", 0, 0},
+            {"get, negative type", {"1", "-1", "0"}, "", 1, 0},
+            {"get, other speaker", {"1", "2", "1"}, "", 1, 0},
             // What the store holds must not be taken for what it refuses to tell.
-            {{1, 2, 1}, get + "(speaker) 5", 1, 2, wallMount, noSpeaker},
-            {{1, 2, 0}, get + " 9", 0, 0, noPosition, noType},
+            {"get, speaker unreadable", {"1", "2", "1"}, get + "(speaker) 5", 1, 2},
+            {"get, all unreadable", {"1", "2", "0"}, get + " 9", 0, 0},
     };
     Tv tv;
-    tv.service = new OutputSpeaker;
+    tv.startQuietly();
     for (const auto& c : cases) {
-        tv.set.write(kPosition, to_string(c.kept[0]));
-        tv.set.write("config/g_audio__spk_sur_type", to_string(c.kept[1]));
-        tv.set.write("config/g_audio__aud_speaker", to_string(c.kept[2]));
+        SCOPED_TRACE(c.name);
+        tv.set.write(kPosition, c.stored[0]);
+        tv.set.write("config/g_audio__spk_sur_type", c.stored[1]);
+        tv.set.write("config/g_audio__aud_speaker", c.stored[2]);
         tv.set.write("faults", c.faults);
-        tv.log.take();
         EXPECT_EQ(c.position, int(tv.service->getTvPosition().withDefault({})));
-        tv.log.expect(Lines{kDebug + "[getTvPosition] start"} + c.positionLog);
         EXPECT_EQ(c.type, int(tv.service->getSurroundType().withDefault({})));
-        tv.log.expect(Lines{kDebug + "[getSurroundType] start"} + c.typeLog);
+        kTranscript.expect(c.name, tv);
     }
 }
 
 TEST(OutputSpeaker, StartGoesOnWithoutTheMiddlewareAfterTwentySeconds) {
-    const Running<OutputSpeaker> tv({.isReady = false}, "MTAL_InitExCb 3");
-    EXPECT_EQ(Lines{kStartLog[0]} + waiting(kDebug + "<<<<<hidlaudio", 2000) +
-                      Lines({kDebug + "dtv_svc rpc server failed.",
-                             kError + "ERROR: OutputSpeaker MTAL_Init.... , r = 3 \\n",
-                             "E -: load audio interface failed", kNoHal}),
-              tv.startLog);
+    TvWith<OutputSpeaker> tv({.isReady = false});
+    tv.start("MTAL_InitExCb 3");
+    tv.log.expect(
+            {"D AudioOutSp: [OutputSpeaker] start", waiting("D AudioOutSp: <<<<<hidlaudio", 2000),
+             "D AudioOutSp: dtv_svc rpc server failed.",
+             "E AudioOutSp: ERROR: OutputSpeaker MTAL_Init.... , r = 3 \\n",
+             "E -: load audio interface failed", "E AudioOutSp: load audio interface failed"});
     EXPECT_EQ(20s, tv.clock.now());
 }
 

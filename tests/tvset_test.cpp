@@ -1,11 +1,8 @@
 /* The virtual TV set: what it is made of, how it answers, and how it can be told to fail. */
 
-#include <android-base/strings.h>
-#include <android-base/unique_fd.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <log/log.h>
 #include <poll.h>
 #include <pthread.h>
 #include <pty.h>
@@ -19,6 +16,10 @@
 
 #include <chrono>
 #include <thread>
+
+#include <android-base/strings.h>
+#include <android-base/unique_fd.h>
+#include <log/log.h>
 
 #include "host/tvset/devices/operation.h"
 #include "host/tvset/faults.h"
@@ -49,15 +50,19 @@ TEST(Faults, ConcernTheCallsThatTheirLineDescribes) {
     const TempSet set;
     set.write("faults", "get(b.data) 7\nget 0x20\nioctl(0xC0106301, {) -1\n\n init \t EACCES \n");
     const struct {
-        const char *operation, *arguments;
+        const char *name, *operation, *arguments;
         int result, error;
-    } cases[] = {{"get", "-1, \"b.data\"", 7, 0}, {"get", "-1, \"a.data\"", 32, 0},
-                 {"get_value", "b.data", 0, 0},   {"ioctl", "0xC0106301, {size=1}", -1, 0},
-                 {"init", "", -1, EACCES},        {"ioctl", "0xC0106300, {size=1}", 0, 0}};
+    } cases[] = {{"part of an argument", "get", "-1, \"b.data\"", 7, 0},
+                 {"any other argument", "get", "-1, \"a.data\"", 32, 0},
+                 {"longer name", "get_value", "b.data", 0, 0},
+                 {"part with a comma", "ioctl", "0xC0106301, {size=1}", -1, 0},
+                 {"other request", "ioctl", "0xC0106300, {size=1}", 0, 0},
+                 {"error name", "init", "", -1, EACCES}};
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         errno = 0;
-        EXPECT_EQ(c.result, resultOf(c.operation, c.arguments)) << c.operation << c.arguments;
-        EXPECT_EQ(c.error, errno) << c.operation << c.arguments;
+        EXPECT_EQ(c.result, resultOf(c.operation, c.arguments));
+        EXPECT_EQ(c.error, errno);
     }
 }
 
@@ -73,6 +78,7 @@ TEST(Faults, NameEveryBadLineOnceAndSkipIt) {
     const TempSet set;
     for (const char* bad : {"init", "init EFOO", "init 1 x0", "init 1 x9999999999", "in(it 1",
                             "in)it(1", "init 1 2", "init 1 x1 x1", "init 0x1ffffffff"}) {
+        SCOPED_TRACE(bad);
         set.write("faults", "\n" + std::string(bad) + "\ninit 4\n");
         testing::internal::CaptureStderr();
         EXPECT_EQ(4, resultOf("init") & resultOf("init"));
@@ -104,7 +110,7 @@ TEST(ConfigStore, ReadsDecimalFilesAndLeavesTheValueAloneOtherwise) {
     set.write("faults", "a_mtktvapi_config_get_value(broken) 7\n");
     set.write("outside", "1\n");
     const struct {
-        std::string key;
+        std::string key;  // names the case, too
         const char* content;
         int32_t value;  // -1, as before the call: the read fails
     } cases[] = {{"g_audio__tv_position", "1\n", 1},
@@ -116,14 +122,14 @@ TEST(ConfigStore, ReadsDecimalFilesAndLeavesTheValueAloneOtherwise) {
                  {"no_file", nullptr, -1},
                  {"../outside", nullptr, -1}};
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.key);
         if (c.content != nullptr) set.write("config/" + c.key, c.content);
         int32_t value = -1;
         const int32_t status = a_mtktvapi_config_get_value(-1, c.key.c_str(), &value);
-        EXPECT_EQ(c.value != -1, status == 0) << c.key;
-        EXPECT_EQ(c.value, value) << c.key;
-        EXPECT_EQ(Lines{"a_mtktvapi_config_get_value(-1, \"" + c.key + "\", " +
-                        std::to_string(c.value) + ") = " + std::to_string(status)},
-                  set.takeJournal());
+        EXPECT_EQ(c.value != -1, status == 0);
+        EXPECT_EQ(c.value, value);
+        set.expectJournal({"a_mtktvapi_config_get_value(-1, \"" + c.key + "\", " +
+                           std::to_string(c.value) + ") = " + std::to_string(status)});
     }
 }
 
@@ -133,9 +139,8 @@ TEST(ConfigStore, KeepsWhatIsWrittenAndNothingElse) {
     EXPECT_EQ(0, a_mtktvapi_config_set_value(-1, "g_audio__tv_position", -5, 7));
     EXPECT_EQ(9, a_mtktvapi_config_set_value(-1, "g_audio__tv_position", 1, 7));
     EXPECT_EQ("-5\n", set.read("config/g_audio__tv_position"));
-    EXPECT_EQ((Lines{"a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", -5, 7) = 0",
-                     "a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", 1, 7) = 9"}),
-              set.takeJournal());
+    set.expectJournal({"a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", -5, 7) = 0",
+                       "a_mtktvapi_config_set_value(-1, \"g_audio__tv_position\", 1, 7) = 9"});
     EXPECT_NE(0, a_mtktvapi_config_set_value(-1, "../outside", 1, 4));
     EXPECT_FALSE(set.has("outside"));
     set.remove("config");
@@ -158,7 +163,7 @@ TEST(Seam, LeadsThePathsOfTheSetIntoTheSetAndNoOthers) {
     close(fd);
     EXPECT_EQ("mode", set.read("fs"s + kModeFile));
     EXPECT_EQ(0600u, set.mode("fs"s + kModeFile));
-    EXPECT_EQ(Lines{}, set.takeJournal());
+    set.expectJournal({});
 }
 
 TEST(SpeedDeathTest, IsAWholeNumberFromOneAndShortensEverySleep) {

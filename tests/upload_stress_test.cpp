@@ -3,12 +3,13 @@
  * discard, stop and die. STRESS_SECONDS says for how long.
  */
 
-#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
 #include <gtest/gtest.h>
 
 #include <condition_variable>
 #include <mutex>
 #include <random>
+
+#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
 
 #include "tests/support/debug.h"
 #include "tests/support/processes.h"
@@ -138,17 +139,8 @@ class Client {
     std::vector<sp<Outcome>> mOutcomes;
 };
 
-TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
-    TempSet set({.hasBackEnd = true});
-    setenv("TVSET_SPEED", kSpeed, 1);
-    setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);  // what is freed goes back
-    Service service;
-    ASSERT_EQ(0, Program({"audioctl", "upload", "hrtf", set.path("eeprom.bin")}).wait());
-    usleep(300'000);  // until it has noticed the end of its first client
-    const ResourceUsage before(service.pid());
-
-    const unsigned seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+/** Lets clients upload, stop and die, and ends the last of them. */
+void letClientsLive(const TempSet& set, unsigned seed) {
     Random random(seed);
     const Clock::time_point end = Clock::now() + std::chrono::seconds(STRESS_SECONDS);
     const auto start = [&] {
@@ -179,6 +171,33 @@ TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
         const int status = slot.client->signalAndWait(SIGKILL);
         EXPECT_TRUE(slot.isStuck || status == 0) << status;
     }
+}
+
+/** Each lock is taken and given back in turns. @return how often that was. */
+size_t countTurns(const std::string& operations) {
+    size_t turns = 0;
+    for (const std::string name : {"HidlAudioDevice", "HidlAudioHrtf"}) {
+        const auto own = find(operations, "(\\w+)_wake_lock.*" + name);
+        for (size_t i = 0; i < own.size(); i++) {
+            EXPECT_EQ(i % 2 == 0 ? "acquire" : "release", own[i]);
+        }
+        turns += own.size();
+    }
+    return turns;
+}
+
+TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
+    TempSet set({.hasBackEnd = true});
+    setenv("TVSET_SPEED", kSpeed, 1);
+    setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);  // what is freed goes back
+    Service service;
+    ASSERT_EQ(0, Program({"audioctl", "upload", "hrtf", set.path("eeprom.bin")}).wait());
+    usleep(300'000);  // until it has noticed the end of its first client
+    const ResourceUsage before(service.pid());
+
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    letClientsLive(set, seed);
     EXPECT_EQ("(nothing)", gJournal.next(0ms));
 
     std::string log;
@@ -189,16 +208,7 @@ TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
         return workers == countOf(log, "paramTransferThread finished");
     }));
     EXPECT_LT(1u, workers);
-    const std::string operations = set.read("journal");
-    size_t turns = 0;
-    for (const std::string name : {"HidlAudioDevice", "HidlAudioHrtf"}) {
-        const auto own = find(operations, "(\\w+)_wake_lock.*" + name);
-        for (size_t i = 0; i < own.size(); i++) {
-            EXPECT_EQ(i % 2 == 0 ? "acquire" : "release", own[i]);
-        }
-        turns += own.size();
-    }
-    EXPECT_EQ(2 * workers, turns);
+    EXPECT_EQ(2 * workers, countTurns(set.read("journal")));
     EXPECT_EQ(0u, countOf(log, "Sanitizer")) << log.substr(log.find("Sanitizer"), 5000);
     EXPECT_TRUE(
             Program::poll([&] { return ResourceUsage(service.pid()).isNoMoreThan(before, 64); }));

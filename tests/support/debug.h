@@ -1,13 +1,14 @@
 #pragma once
 
-#include <android-base/unique_fd.h>
-#include <android/hidl/base/1.0/IBase.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <string>
+
+#include <android-base/unique_fd.h>
+#include <android/hidl/base/1.0/IBase.h>
 
 using android::base::unique_fd;
 using android::hidl::base::V1_0::IBase;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <android/log.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <numeric>
 #include <thread>
 
+#include <android/log.h>
 #include <com/zavo/dtv/hardware/audio/3.1/IAcousticCalibration.h>
 #include <com/zavo/dtv/hardware/audio/3.1/IHdmiAudio.h>
 #include <com/zavo/dtv/hardware/audio/3.1/IOutputEncodingStatusListener.h>
@@ -15,9 +15,11 @@
 #include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
 #include <hidl/HidlTransportSupport.h>
 
+#include "host/tvset/devices/operation.h"
+#include "platform/PrimaryHalAccessor.h"
 #include "tests/support/processes.h"
 
-/* Small services for tests of the HIDL runtime, and their clients' callbacks. */
+/* Small services for tests and benchmarks, and their clients' callbacks. */
 namespace fakes {
 
 using namespace android;
@@ -200,6 +202,18 @@ struct FakeVirtualizer : V5_0::IHeadphoneVirtualizer {
     Return<int32_t> cancel(int32_t) override { return 0; }
 };
 
+/** The set's primary audio device, in this process. */
+struct FakeDevice : platform::IPrimaryDevice {
+    using Parameters = hidl_vec<android::hardware::audio::V5_0::ParameterValue>;
+    Return<platform::Result> setParameters(const Parameters& context,
+                                           const Parameters& parameters) override {
+        const std::string sent = toString(context) + ", " + toString(parameters);
+        const int32_t result = tvset::perform("setParameters", sent, [] { return 0; });
+        if (result < 0) return Status::fromStatusT(DEAD_OBJECT);
+        return platform::Result::OK;
+    }
+};
+
 /** A service that hands out the object that it was given. */
 struct FakeManager : IServiceManager {
     Return<sp<IBase>> get(const hidl_string&, const hidl_string&) override { return given; }
@@ -213,6 +227,15 @@ struct FakeManager : IServiceManager {
         return true;
     }
     sp<IBase> given;
+};
+
+struct Notification : IServiceNotification {
+    Return<void> onRegistration(const hidl_string& name, const hidl_string& instance,
+                                bool isPreexisting) override {
+        gJournal.say(std::string(name) + "/" + std::string(instance) +
+                     (isPreexisting ? " is there" : " has come"));
+        return Void();
+    }
 };
 
 inline void logToJournal(const __android_logger_data* entry, const char* text) {

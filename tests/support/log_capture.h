@@ -1,22 +1,16 @@
 #pragma once
 
-#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
-#include <vector>
+
+#include <android/log.h>
 
 #include "host/tvset/seam/log_sink.h"
-
-using Lines = std::vector<std::string>;
-
-inline Lines operator+(Lines all, const Lines& more) {
-    all.insert(all.end(), more.begin(), more.end());
-    return all;
-}
+#include "tests/support/text.h"
 
 /** Collects what the process logs while the object lives, as the log sink would show it. */
 class LogCapture {

@@ -15,6 +15,12 @@ inline std::string expected(const std::string& name) {
     return text;
 }
 
+/** How many threads a process has, but for that of an emulator. */
+inline int threadCount(pid_t pid) {
+    const std::filesystem::directory_iterator threads("/proc/" + std::to_string(pid) + "/task");
+    return int(std::distance(begin(threads), end(threads))) - (*EMULATOR != '\0');
+}
+
 /** A program of the build, running in the environment of the test until this object ends. */
 class Program : public Process {
   public:
@@ -25,7 +31,7 @@ class Program : public Process {
      * @param prepare called in the new process, with its output redirected, before the program.
      */
     explicit Program(
-            const std::vector<std::string>& words, Preparation prepare = [] {})
+            const Lines& words, Preparation prepare = [] {})
         : Program(words, prepare, makeTempFolder()) {}
     ~Program() {
         end();
@@ -56,7 +62,7 @@ class Program : public Process {
     }
 
   private:
-    Program(std::vector<std::string> words, Preparation prepare, const std::string& folder)
+    Program(Lines words, Preparation prepare, const std::string& folder)
         : Process([&] {
               redirect(folder + "/out", STDOUT_FILENO);
               redirect(folder + "/err", STDERR_FILENO);

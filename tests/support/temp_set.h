@@ -58,16 +58,13 @@ class TempSet {
     void remove(const std::string& name) const { std::filesystem::remove_all(path(name)); }
 
     /** The lines of the journal since the last call, which are then taken out of it. */
-    std::vector<std::string> takeJournal() const {
-        std::ifstream file(path("journal"));
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(file, line);) lines.push_back(line);
+    Lines takeJournal() const {
+        Lines lines = find(read("journal"), "(.*)\n");
         std::filesystem::resize_file(path("journal"), 0);
         return lines;
     }
     /** Compares what takeJournal() gives. @param line of the test, which a failure names. */
-    void expectJournal(const std::vector<std::string>& expected,
-                       int line = __builtin_LINE()) const {
+    void expectJournal(const Lines& expected, int line = __builtin_LINE()) const {
         EXPECT_EQ(expected, takeJournal()) << "at line " << line;
     }
 

@@ -8,9 +8,13 @@
 
 /* What the tests of the services share. */
 
+using namespace com::zavo::dtv::hardware::audio;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 using android::sp;
+using android::hardware::hidl_string;
+using android::hardware::hidl_vec;
+using android::hardware::Return;
 using std::to_string;
 
 /** The log of a wait for the middleware. @param begin of each line, up to its number. */
@@ -22,25 +26,37 @@ inline Lines waiting(const std::string& begin, int count) {
     return lines;
 }
 
+/** In place of a virtual clock, for tests that wait for other processes. */
+struct RealTime {};
+
 /** A set on which services start one after the other. */
-template <typename Service>
-struct Running {
-    /** Starts the first service. @param faults those that it meets; later there are none. */
-    explicit Running(const tvset::SetOptions& options = {}, const std::string& faults = "")
-        : set(options) {
+template <typename Service, typename Clock = tvset::VirtualClock>
+struct TvWith {
+    explicit TvWith(const tvset::SetOptions& options = {}) : set(options) {}
+    /** Starts the next service. @param faults those that it meets; later there are none. */
+    void start(const std::string& faults = "") {
         set.write("faults", faults);
-        start();
+        service = new Service;
         set.write("faults", "");
     }
-    void start() {
-        service = new Service;
-        startLog = log.take();
-        startJournal = set.takeJournal();
+    /** Starts it, and forgets what the start has logged and done. */
+    void startQuietly(const std::string& faults = "") {
+        start(faults);
+        log.take();
+        set.takeJournal();
     }
+    void pass(std::chrono::nanoseconds time) { clock.sleepFor(time); }
 
     TempSet set;
     LogCapture log;
-    tvset::VirtualClock clock;
+    Clock clock;
     sp<Service> service;
-    Lines startLog, startJournal;
+};
+
+/** One on which the first service has been started. */
+template <typename Service>
+struct Running : TvWith<Service> {
+    explicit Running(const tvset::SetOptions& options = {}) : TvWith<Service>(options) {
+        this->startQuietly();
+    }
 };
