@@ -6,8 +6,9 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
+
+#include <systemd/sd-bus.h>
 
 using android::base::unique_fd;
 

@@ -1,12 +1,13 @@
 #include "host/audioctl/calibration_svg.h"
 
-#include <android-base/stringprintf.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+
+#include <android-base/stringprintf.h>
 
 #include "host/audioctl/curve.h"
 #include "host/audioctl/errors.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <com/zavo/dtv/hardware/audio/3.1/IAcousticCalibration.h>
-
 #include <string>
+
+#include <com/zavo/dtv/hardware/audio/3.1/IAcousticCalibration.h>
 
 namespace audioctl {
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <hidl/Status.h>
-
 #include <initializer_list>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <hidl/Status.h>
 
 #include "host/audioctl/json.h"
 

@@ -1,12 +1,13 @@
 #include "host/audioctl/debug.h"
 
-#include <android-base/unique_fd.h>
-#include <cutils/native_handle.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <memory>
 #include <sstream>
+
+#include <android-base/unique_fd.h>
+#include <cutils/native_handle.h>
 
 #include "host/audioctl/errors.h"
 #include "host/audioctl/text.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <hidl/Status.h>
-
 #include <stdexcept>
+
+#include <hidl/Status.h>
 
 namespace audioctl {
 

@@ -1,8 +1,9 @@
 /* On a set the runtime's own thread serves callbacks; the main thread looks what has come. */
 
-#include <hidl/HidlTransportSupport.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+
+#include <hidl/HidlTransportSupport.h>
 
 #include "host/audioctl/home.h"
 

@@ -1,12 +1,13 @@
 /* On a workstation the main thread serves callbacks: each is answered before audioctl ends. */
 
-#include <android/log.h>
-#include <hidl/HidlTransportSupport.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
 #include <cstdio>
 #include <memory>
+
+#include <android/log.h>
+#include <hidl/HidlTransportSupport.h>
 
 #include "host/audioctl/home.h"
 #include "host/hidl/event_loop.h"

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <hidl/HidlSupport.h>
-
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <type_traits>
 #include <vector>
+
+#include <hidl/HidlSupport.h>
+#include <nlohmann/json.hpp>
 
 #include "host/audioctl/errors.h"
 

@@ -1,11 +1,9 @@
 /* audioctl: calls the audio services from the command line. */
 
 #include <errno.h>
-#include <hidl/HidlTransportSupport.h>
 #include <string.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +11,9 @@
 #include <map>
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
+#include <hidl/HidlTransportSupport.h>
 
 #include "host/audioctl/calibration_svg.h"
 #include "host/audioctl/callbacks.h"

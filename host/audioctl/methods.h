@@ -1,10 +1,10 @@
 #pragma once
 
-#include <android/hidl/base/1.0/IBase.h>
-
 #include <functional>
 #include <string>
 #include <vector>
+
+#include <android/hidl/base/1.0/IBase.h>
 
 #include "host/audioctl/callbacks.h"
 #include "host/audioctl/json.h"

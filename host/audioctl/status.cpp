@@ -1,5 +1,10 @@
 #include "host/audioctl/status.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <optional>
+
 #include <com/zavo/dtv/hardware/audio/3.1/IAcousticCalibration.h>
 #include <com/zavo/dtv/hardware/audio/3.1/IHdmiAudio.h>
 #include <com/zavo/dtv/hardware/audio/3.1/IOutputEncodingStatusListener.h>
@@ -7,11 +12,6 @@
 #include <com/zavo/dtv/hardware/audio/3.1/IOutputSpeaker.h>
 #include <com/zavo/dtv/hardware/audio/4.0/ICenterSpeaker.h>
 #include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <functional>
-#include <optional>
 
 #include "host/audioctl/errors.h"
 #include "host/audioctl/text.h"

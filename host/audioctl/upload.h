@@ -1,11 +1,11 @@
 #pragma once
 
-#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
+
+#include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
 
 namespace audioctl {
 

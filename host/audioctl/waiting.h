@@ -1,9 +1,9 @@
 #pragma once
 
-#include <android/hidl/base/1.0/IBase.h>
-
 #include <chrono>
 #include <functional>
+
+#include <android/hidl/base/1.0/IBase.h>
 
 /* Waiting for what services call back. To be used on the main thread. */
 namespace audioctl {

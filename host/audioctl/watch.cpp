@@ -1,10 +1,10 @@
 #include "host/audioctl/watch.h"
 
-#include <android/hidl/manager/1.0/IServiceNotification.h>
-
 #include <atomic>
 #include <mutex>
 #include <utility>
+
+#include <android/hidl/manager/1.0/IServiceNotification.h>
 
 #include "host/audioctl/errors.h"
 #include "host/audioctl/text.h"

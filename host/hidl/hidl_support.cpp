@@ -1,7 +1,7 @@
-#include <hidl/HidlSupport.h>
-
 #include <inttypes.h>
 #include <unistd.h>
+
+#include <hidl/HidlSupport.h>
 
 namespace android::hardware {
 

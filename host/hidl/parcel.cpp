@@ -1,6 +1,5 @@
-#include <hwbinder/Parcel.h>
-
 #include <hidl/HidlTransportSupport.h>
+#include <hwbinder/Parcel.h>
 
 #include "host/hidl/channel.h"
 #include "host/hidl/objects.h"

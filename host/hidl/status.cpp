@@ -1,6 +1,7 @@
 #define LOG_TAG "hidl"
 
 #include <errno.h>
+
 #include <hidl/HidlTransportSupport.h>
 
 namespace android::hardware {

@@ -1,15 +1,14 @@
 #define LOG_TAG "hidl"
 
-#include <hidl/HidlTransportSupport.h>
-
 #include <atomic>
+
+#include <android/hidl/base/1.0/BnHwBase.h>
+#include <android/hidl/base/1.0/BpHwBase.h>
+#include <hidl/HidlTransportSupport.h>
 
 #include "host/hidl/event_loop.h"
 #include "host/hidl/objects.h"
 #include "host/hidl/services.h"
-
-#include <android/hidl/base/1.0/BnHwBase.h>
-#include <android/hidl/base/1.0/BpHwBase.h>
 
 namespace android::hardware {
 

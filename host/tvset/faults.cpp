@@ -1,7 +1,5 @@
 #include "host/tvset/faults.h"
 
-#include <android-base/errno_restorer.h>
-#include <android-base/parseint.h>
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -10,6 +8,9 @@
 #include <sstream>
 #include <tuple>
 #include <vector>
+
+#include <android-base/errno_restorer.h>
+#include <android-base/parseint.h>
 
 #include "host/tvset/lines.h"
 #include "host/tvset/set.h"

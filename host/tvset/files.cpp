@@ -1,9 +1,10 @@
 #include "host/tvset/files.h"
 
-#include <android-base/file.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+
+#include <android-base/file.h>
 
 #include "host/tvset/seam/real.h"
 

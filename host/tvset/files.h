@@ -1,9 +1,9 @@
 #pragma once
 
-#include <android-base/unique_fd.h>
-
 #include <optional>
 #include <string>
+
+#include <android-base/unique_fd.h>
 
 /* The set's own files, without the seam. All functions may be called on any thread. */
 namespace tvset {

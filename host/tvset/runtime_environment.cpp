@@ -1,8 +1,7 @@
-#include "host/hidl/environment.h"
-
 #include <filesystem>
 #include <fstream>
 
+#include "host/hidl/environment.h"
 #include "host/tvset/set.h"
 
 /* The virtual TV set as the machine that the HIDL runtime runs on. */

@@ -3,9 +3,9 @@
  * `bectrl/launch_after` says and accepts every item; the journal shows what it received.
  */
 
-#include <android-base/stringprintf.h>
-
 #include <string>
+
+#include <android-base/stringprintf.h>
 
 #include "host/tvset/devices/operation.h"
 #include "host/tvset/devices/readiness.h"

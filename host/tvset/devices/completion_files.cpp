@@ -1,7 +1,5 @@
 #include "host/tvset/devices/completion_files.h"
 
-#include <android-base/stringprintf.h>
-#include <android-base/unique_fd.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
@@ -9,6 +7,9 @@
 #include <map>
 #include <mutex>
 #include <utility>
+
+#include <android-base/stringprintf.h>
+#include <android-base/unique_fd.h>
 
 #include "host/tvset/seam/real.h"
 #include "host/tvset/set.h"

@@ -1,9 +1,5 @@
 #include "host/tvset/devices/driver.h"
 
-#include <android-base/file.h>
-#include <android-base/parseint.h>
-#include <android-base/stringprintf.h>
-#include <android-base/unique_fd.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>
@@ -16,6 +12,11 @@
 #include <sstream>
 #include <system_error>
 #include <utility>
+
+#include <android-base/file.h>
+#include <android-base/parseint.h>
+#include <android-base/stringprintf.h>
+#include <android-base/unique_fd.h>
 
 #include "host/tvset/devices/completion_files.h"
 #include "host/tvset/devices/operation.h"

@@ -1,8 +1,9 @@
 /* The EEPROM of the set: the bytes of `eeprom.bin`, which is read at every access. */
 
-#include <android-base/stringprintf.h>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <android-base/stringprintf.h>
 
 #include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"

@@ -7,10 +7,6 @@
 
 #include "platform/middleware.h"
 
-#include <android-base/file.h>
-#include <android-base/parseint.h>
-#include <android-base/stringprintf.h>
-#include <android-base/strings.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -18,6 +14,11 @@
 #include <cctype>
 #include <cstdio>
 #include <string_view>
+
+#include <android-base/file.h>
+#include <android-base/parseint.h>
+#include <android-base/stringprintf.h>
+#include <android-base/strings.h>
 
 #include "host/tvset/devices/operation.h"
 #include "host/tvset/files.h"

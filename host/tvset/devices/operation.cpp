@@ -1,10 +1,11 @@
 #include "host/tvset/devices/operation.h"
 
-#include <android-base/errno_restorer.h>
-#include <android-base/unique_fd.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>
+
+#include <android-base/errno_restorer.h>
+#include <android-base/unique_fd.h>
 
 #include "host/tvset/faults.h"
 #include "host/tvset/files.h"

@@ -1,10 +1,10 @@
 #include "host/tvset/devices/readiness.h"
 
-#include <android-base/parseint.h>
-#include <android-base/strings.h>
-
 #include <map>
 #include <string>
+
+#include <android-base/parseint.h>
+#include <android-base/strings.h>
 
 #include "host/tvset/files.h"
 #include "host/tvset/set.h"

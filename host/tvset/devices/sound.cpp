@@ -3,9 +3,9 @@
  * ready as `audio/cpupost_ready_after` says.
  */
 
-#include <android-base/stringprintf.h>
-
 #include <string>
+
+#include <android-base/stringprintf.h>
 
 #include "host/tvset/devices/operation.h"
 #include "host/tvset/devices/readiness.h"

@@ -1,7 +1,5 @@
 #include "host/tvset/seam/clock.h"
 
-#include <android-base/parseint.h>
-
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -11,6 +9,8 @@
 #include <string>
 #include <thread>
 #include <utility>
+
+#include <android-base/parseint.h>
 
 #include "host/tvset/seam/log_sink.h"
 #include "host/tvset/seam/real.h"

@@ -1,8 +1,5 @@
 #include "host/tvset/seam/log_sink.h"
 
-#include <android-base/errno_restorer.h>
-#include <android-base/strings.h>
-#include <android-base/unique_fd.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -16,6 +13,10 @@
 #include <iterator>
 #include <mutex>
 #include <utility>
+
+#include <android-base/errno_restorer.h>
+#include <android-base/strings.h>
+#include <android-base/unique_fd.h>
 
 #include "host/tvset/seam/real.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <android/log.h>
-
 #include <string>
+
+#include <android/log.h>
 
 namespace tvset {
 

@@ -5,13 +5,14 @@
  * and requests to the driver. Everything else goes to the C library.
  */
 
-#include <android-base/stringprintf.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdarg.h>
 #include <unistd.h>
 
 #include <string>
+
+#include <android-base/stringprintf.h>
 
 #include "host/tvset/devices/completion_files.h"
 #include "host/tvset/devices/driver.h"

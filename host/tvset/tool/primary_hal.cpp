@@ -1,11 +1,11 @@
 #include "host/tvset/tool/primary_hal.h"
 
-#include <android/hardware/audio/5.0/IDevicesFactory.h>
-#include <hidl/HidlTransportSupport.h>
-
 #include <cstdio>
 #include <iomanip>
 #include <sstream>
+
+#include <android/hardware/audio/5.0/IDevicesFactory.h>
+#include <hidl/HidlTransportSupport.h>
 
 #include "host/tvset/devices/operation.h"
 

@@ -3,11 +3,12 @@
 #include <errno.h>
 #include <string.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include "host/tvset/set.h"
 #include "host/tvset/tool/create.h"

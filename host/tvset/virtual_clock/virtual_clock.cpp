@@ -1,6 +1,5 @@
 #include "host/tvset/virtual_clock/virtual_clock.h"
 
-#include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <poll.h>
 
@@ -8,6 +7,8 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+
+#include <android-base/unique_fd.h>
 
 #include "host/tvset/seam/log_sink.h"
 #include "host/tvset/seam/real.h"
