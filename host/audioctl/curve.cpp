@@ -34,7 +34,7 @@ const char* cell(float gain, int row, const Glyphs& glyphs) {
     if (std::isnan(gain)) return " ";
     const Side& side = row > 0 ? glyphs.above : glyphs.below;
     const float length = row > 0 ? gain : -gain;
-    const int distance = std::abs(row);
+    const long distance = std::abs(row);
     if (distance == kRows && length > kMost) return side.beyond;
     const long steps = std::lround(std::clamp(length, 0.0f, kMost));
     return side.bar[std::clamp<long>(steps - (distance - 1) * kStepsOfRow, 0, kStepsOfRow)];

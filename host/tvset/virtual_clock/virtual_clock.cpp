@@ -101,7 +101,7 @@ int VirtualClock::createThread(pthread_t* thread, const pthread_attr_t* attribut
     }
     const int error = __real_pthread_create(thread, attributes, runThread, start.get());
     if (error == 0) {
-        start.release();
+        static_cast<void>(start.release());
     } else {
         removeThread();
     }
