@@ -177,8 +177,10 @@ TEST(GetCalibratedData, GivesBackWhatWasStored) {
     for (int i = 0; i < 31; i++) stored.bands[i].gain = i * 0.25f - 4;
     EXPECT_EQ(0, tv.startWith("").setCalibratedData({stored}));
     for (auto& band : stored.bands) band = {"Parametric", 0, 0, band.gain};
+    tv.log.take();
     tv.service->getCalibratedData([&](const hidl_vec<calibratedData>& list) {
         EXPECT_EQ(hidl_vec<calibratedData>{stored}, list);
+        tv.log.expect({D("[getCalibratedData] start")});
     });
 }
 
@@ -193,6 +195,7 @@ TEST(GetEnabled, IsTrueForTheOneAndNothingElse) {
     } cases[] = {{"on", kOn, "", true, D(name + "end Return: 1")},
                  {"off", kOff, "", false, D(name + "end Return: 0")},
                  {"2", "\2", "", false, D(name + "end Return: 0")},
+                 {"255", "\xFF", "", false, D(name + "end Return: 0")},
                  {"empty", "", "", false, E(name + kNoRead + "0")},
                  {"unreadable", kOn, "fread(enabled) EIO", false, E(name + kNoRead + "5")},
                  {"no file", kOn, "fopen(enabled) ENOENT", false, E(name + "fopen error")}};
@@ -252,8 +255,11 @@ TEST(GetCalibrationParameters, ShapesTheTuningOfTheSet) {
              {"SurroundBack", false, bandsFrom(146, 14.6f)},
              {"FrontHeight", true, bandsFrom(178, 17.8f)}}};
     // clang-format on
-    tv.service->getCalibrationParameters([&](const auto& params) { EXPECT_EQ(expected, params); });
-    tv.log.expect({D("[getCalibrationParameters] start"), D("[getCalibrationParameters] end")});
+    tv.service->getCalibrationParameters([&](const auto& params) {
+        EXPECT_EQ(expected, params);
+        tv.log.expect({D("[getCalibrationParameters] start")});
+    });
+    tv.log.expect({D("[getCalibrationParameters] end")});
 }
 
 TEST(GetCalibrationParameters, AreZeroWhenTheTuningCannotBeReadWhole) {
