@@ -1,6 +1,7 @@
 /* The room calibration as the platform meets it: starts, switching, and every failure. */
 
 #include "tests/support/calibration_set.h"
+#include "tests/support/exclusion.h"
 #include "tests/support/transcript.h"
 
 using namespace calibration_set;
@@ -192,6 +193,31 @@ TEST(SetEnabled, EncodesTheValuesForEitherWay) {
             sent = {sent, tv.set.takeJournal().only("^MT")};
         }
         kTranscript.expectLines(name, sent);
+    }
+}
+
+TEST(Locks, KeepAFileToOneCall) {
+    using Call = void (*)(AcousticCalibration&);
+    const Call readFlag = [](auto& service) { service.getEnabled(); };
+    const Call writeFlag = [](auto& service) { service.setEnabled(false); };
+    const Call readTable = [](auto& service) { service.getCalibratedData([](const auto&) {}); };
+    const Call writeTable = [](auto& service) { service.setCalibratedData({}); };
+    const struct {
+        const char *name, *faults, *line;  // of the first call, which then waits for the second
+        Call first, second;
+    } cases[] = {
+            {"two reads of the flag", "", "[getEnabled] start", readFlag, readFlag},
+            {"flag read and written", "", "[getEnabled] start", readFlag, writeFlag},
+            {"flag written and read", "fopen(enabled) EROFS", "fopen error", writeFlag, readFlag},
+            {"table read and written", "fopen(aud_ac.data) EIO", "fopen", readTable, writeTable},
+            {"table written and read", "fopen(aud_ac.data) EIO", "fopen", writeTable, readTable},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Tv tv(false);
+        tv.startWith("", c.faults);
+        expectExclusion(
+                c.line, [&] { c.first(*tv.service); }, [&] { c.second(*tv.service); });
     }
 }
 

@@ -1,6 +1,7 @@
 /* HDMI audio: capabilities by name in the store, and the callbacks of clients. */
 
 #include "V3_1/HdmiAudio.h"
+#include "tests/support/exclusion.h"
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/tv.h"
 
@@ -176,6 +177,18 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
     EXPECT_EQ((Calls{2, 1, -1}), (Calls{thrice->links, late->links, stranger->links}));
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
     EXPECT_EQ((Calls{3, 1, 2}), calls);
+}
+
+TEST(HdmiAudio, CallbacksAreRegisteredRemovedAndCountedOneAtATime) {
+    Tv tv;
+    const sp<Callback> callback = new Callback([](const Words&) {});
+    const auto add = [&] { tv.service->setCallback(callback).isOk(); };
+    const auto remove = [&] { tv.service->serviceDied(0, callback); };
+    const auto count = [&] { tv.service->debug({}, {}).isOk(); };
+    expectExclusion("set callback", add, add);
+    expectExclusion("remove callback", remove, add);
+    expectExclusion("set callback", add, remove);
+    expectExclusion("set callback", add, count);
 }
 
 }  // namespace
