@@ -19,8 +19,7 @@ bool isDtvSvcReady() {
 
 void sleepMs(int64_t milliseconds) {
     timespec interval{};
-    interval.tv_sec = static_cast<time_t>(milliseconds / 1000);
-    interval.tv_nsec = static_cast<long>(milliseconds % 1000 * 1'000'000);
+    interval.tv_nsec = static_cast<long>(milliseconds * 1'000'000);
     nanosleep(&interval, nullptr);
 }
 

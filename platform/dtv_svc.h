@@ -15,7 +15,7 @@ namespace com::zavo::dtv::hardware::audio::platform {
 /** Whether the middleware has created its ready marker. */
 bool isDtvSvcReady();
 
-/** Sleeps; a signal may end it early. */
+/** Sleeps; a signal may end it early. @param milliseconds 0 to 999. */
 void sleepMs(int64_t milliseconds);
 
 /** How one service waits for the middleware, and what it logs of it. */

@@ -70,12 +70,15 @@ TEST(Debug, WritesWhereItNeedsNotWait) {
 }
 
 TEST(Debug, TellsOfTheServicesThatUseTheMiddleware) {
-    Tv tv(false);
+    Tv tv(false, /* hasHal */ false);
     const sp<HdmiAudio> hdmi = new HdmiAudio;
     expectAnswer("HdmiAudio", *hdmi, tv.set, tv.log);
     for (int i = 0; i < 2; i++) hdmi->setCallback(new fakes::Callback([](const auto&) {}));
     expectAnswer("HdmiAudio with callbacks", *hdmi, tv.set, tv.log);
 
+    expectAnswer("OutputSpeaker without HAL", *sp<OutputSpeaker>(new OutputSpeaker), tv.set,
+                 tv.log);
+    platform::openDeviceCallback(platform::Result::OK, new fakes::FakeDevice);
     const sp<OutputSpeaker> speaker = new OutputSpeaker;
     expectAnswer("OutputSpeaker", *speaker, tv.set, tv.log);
     tv.set.write("faults", "setParameters -1");

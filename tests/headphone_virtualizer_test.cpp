@@ -528,11 +528,12 @@ TEST(HeadphoneVirtualizer, AWorkerThatOutlastsTheWaitKeepsItsBuffer) {
     EXPECT_EQ(0, tv.service->discardParameterBuffer(handle));
     EXPECT_EQ(21s, tv.clock.now());
     EXPECT_EQ(-3, tv.service->append(handle, {}));
-    tv.log.take();
     EXPECT_EQ(0, tv.service->allocateParameterBuffer(kDevice, 1));
     EXPECT_EQ(41s, tv.clock.now());
-    EXPECT_EQ(Lines{W("[allocateParameterBufferInt] HIDL is waiting or BeCtrl is transferring!!")},
-              tv.log.take().only(kFailures));
+    EXPECT_EQ(
+            (Lines{W("[appendInt] HIDL is waiting or BeCtrl is transferring!!"),
+                   W("[allocateParameterBufferInt] HIDL is waiting or BeCtrl is transferring!!")}),
+            tv.log.take().only(kFailures));
     tv.pass(20s);
     EXPECT_EQ(Codes{0}, tv.client->outcomes);
     EXPECT_EQ(handle + 1, tv.service->allocateParameterBuffer(kDevice, 1));
