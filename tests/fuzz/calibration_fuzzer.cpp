@@ -9,6 +9,8 @@
 #include "tests/support/calibration_set.h"
 
 using namespace calibration_set;
+using android::hardware::audio::V5_0::ParameterValue;
+using platform::Result;
 
 namespace {
 
