@@ -34,7 +34,7 @@ using android::sp;
 
 namespace {
 
-enum ExitStatus : int { kDone = 0, kRefused = 1, kBadUsage = 2, kNoService = 3 };
+enum ExitStatus : int { DONE = 0, REFUSED = 1, BAD_USAGE = 2, NO_SERVICE = 3 };
 
 /** The registered services, each under its newest version alone. */
 std::vector<std::string> newestServices() {
@@ -62,7 +62,7 @@ int list() {
     const std::vector<std::string> names = newestServices();
     for (const std::string& name : names) printLine(name);
     if (names.empty()) fputs("audioctl: no service is registered\n", stderr);
-    return kDone;
+    return DONE;
 }
 
 int status() {
@@ -72,7 +72,7 @@ int status() {
     if (!printStatus(isPlain ? Look::PLAIN : Look::RICH)) {
         throw ServiceError("no service is registered");
     }
-    return kDone;
+    return DONE;
 }
 
 /**
@@ -97,18 +97,18 @@ int drawStatus(const std::string& file) {
     withService(findInterface("IAcousticCalibration"), [&](IBase& service) {
         saveCalibrationSvg(static_cast<V3_1::IAcousticCalibration&>(service), file);
     });
-    return kDone;
+    return DONE;
 }
 
 int debug(const std::string& interface) {
     withService(findInterface(interface), printDebug);
-    return kDone;
+    return DONE;
 }
 
 int watchChanges() {
     withService(findInterface("IHdmiAudio"),
                 [](IBase& service) { watch(static_cast<V1_1::IHdmiAudio*>(&service)); });
-    return kDone;
+    return DONE;
 }
 
 struct UploadOptions {
@@ -125,7 +125,7 @@ int uploadFile(const UploadOptions& options) {
         auto& virtualizer = static_cast<V5_0::IHeadphoneVirtualizer&>(service);
         isTransferred = upload(virtualizer, kind, file);
     });
-    return isTransferred ? kDone : kRefused;
+    return isTransferred ? DONE : REFUSED;
 }
 
 void callService(IBase& service, const Call& call, Callbacks& callbacks, bool shouldStay) {
@@ -153,12 +153,12 @@ struct CallOptions {
 int call(const CallOptions& options) {
     if (options.interface.empty()) {
         for (const Interface& known : interfaces()) printLine(known.fullName());
-        return kDone;
+        return DONE;
     }
     const Interface& interface = findInterface(options.interface);
     if (options.method.empty()) {
         for (const Method* known : interface.methods()) printLine(known->signature());
-        return kDone;
+        return DONE;
     }
 
     Callbacks callbacks;
@@ -168,7 +168,7 @@ int call(const CallOptions& options) {
     }
     withService(interface,
                 [&](IBase& service) { callService(service, call, callbacks, options.shouldStay); });
-    return kDone;
+    return DONE;
 }
 
 }  // namespace
@@ -178,7 +178,7 @@ int main(int argc, char** argv) {
     CLI::App app("Calls the audio services of the virtual TV set.", "audioctl");
     app.require_subcommand(1);
     app.footer(kGeneralHelp);
-    int exitStatus = kDone;
+    int exitStatus = DONE;
     const auto addCommand = [&](const char* name, const char* what, const std::string& help) {
         CLI::App* command = app.add_subcommand(name, what);
         command->footer(help);
@@ -226,18 +226,18 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
         return exitStatus;
     } catch (const CLI::ParseError& error) {
-        if (app.exit(error) != 0) return kBadUsage;
-        if (std::cout.flush()) return kDone;
+        if (app.exit(error) != 0) return BAD_USAGE;
+        if (std::cout.flush()) return DONE;
         fprintf(stderr, "audioctl: cannot write the help: %s\n", strerror(errno));
-        return kBadUsage;
+        return BAD_USAGE;
     } catch (const UsageError& error) {
         fprintf(stderr, "audioctl: %s\n", error.what());
-        return kBadUsage;
+        return BAD_USAGE;
     } catch (const Refusal& error) {
         fprintf(stderr, "audioctl: %s\n", error.what());
-        return kRefused;
+        return REFUSED;
     } catch (const ServiceError& error) {
         fprintf(stderr, "audioctl: %s\n", error.what());
-        return kNoService;
+        return NO_SERVICE;
     }
 }

@@ -66,15 +66,15 @@ status_t Channel::receive(Message* message, Deadline deadline) {
     while (true) {
         if (isBounded()) waitFor(mSocket, POLLIN);  // nothing has come yet, as a rule
         switch (message->receive(mSocket, isBounded() ? MSG_DONTWAIT : 0)) {
-            case Message::Progress::kComplete:
+            case Message::Progress::COMPLETE:
                 return OK;
-            case Message::Progress::kPartial:
-            case Message::Progress::kNothing:
+            case Message::Progress::PARTIAL:
+            case Message::Progress::NOTHING:
                 if (coarseNow() >= deadline) return TIMED_OUT;
                 break;
-            case Message::Progress::kClosed:
+            case Message::Progress::CLOSED:
                 return DEAD_OBJECT;
-            case Message::Progress::kRejected:
+            case Message::Progress::REJECTED:
                 reject(message->error());
                 return BAD_VALUE;
         }

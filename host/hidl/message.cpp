@@ -19,7 +19,7 @@ using limits::kMaxMessageSize;
 Message::Progress Message::receive(int socket, int flags) try {
     // What came behind the message before may be a whole one.
     if (!isEmpty()) {
-        if (const Progress progress = advance(); progress != Progress::kPartial) return progress;
+        if (const Progress progress = advance(); progress != Progress::PARTIAL) return progress;
     }
     const size_t before = mBytes.size();
     const size_t room = mBytes.capacity() - before;
@@ -32,7 +32,7 @@ Message::Progress Message::receive(int socket, int flags) try {
     header.msg_controllen = sizeof(control);
 
     const ssize_t count = TEMP_FAILURE_RETRY(recvmsg(socket, &header, flags | MSG_CMSG_CLOEXEC));
-    if (count < 0) return errno == EAGAIN ? Progress::kNothing : Progress::kClosed;
+    if (count < 0) return errno == EAGAIN ? Progress::NOTHING : Progress::CLOSED;
     mBytes.grow(static_cast<size_t>(count));
     for (cmsghdr* c = CMSG_FIRSTHDR(&header); c != nullptr; c = CMSG_NXTHDR(&header, c)) {
         if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS) continue;
@@ -42,7 +42,7 @@ Message::Progress Message::receive(int socket, int flags) try {
             mFds.emplace_back(fd);
         }
     }
-    if (count == 0) return isEmpty() ? Progress::kClosed : reject("half a message");
+    if (count == 0) return isEmpty() ? Progress::CLOSED : reject("half a message");
     if (header.msg_flags & MSG_CTRUNC) return reject("descriptors lost");
     return advance();
 } catch (const std::bad_alloc&) {
@@ -66,7 +66,7 @@ Message::Progress Message::advance() {
         if (mFds.size() < head.fdCount || (isLast && mFds.size() > head.fdCount)) {
             return reject("descriptors missing or left over");
         }
-        return Progress::kComplete;
+        return Progress::COMPLETE;
     }
     return hold(total > mBytes.capacity() ? total : 0);
 }
@@ -75,12 +75,12 @@ Message::Progress Message::hold(size_t total) {
     const size_t claimed = std::max(total, mHeapSize) + mFds.size() * limits::kDescriptorCost;
     if (!mMemory.claim(claimed)) return reject("its unfinished messages take too much memory");
     if (total > 0) mBytes.reserve(mHeapSize = total);
-    return Progress::kPartial;
+    return Progress::PARTIAL;
 }
 
 Message::Progress Message::reject(const char* error) {
     mError = error;
-    return Progress::kRejected;
+    return Progress::REJECTED;
 }
 
 void Message::moveTo(Parcel* parcel, const Channel& channel) {

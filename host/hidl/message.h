@@ -46,11 +46,11 @@ static_assert(sizeof(MessageHeader) == 40);
 class Message {
   public:
     enum class Progress {
-        kComplete,
-        kPartial,   // more is needed
-        kNothing,   // nothing came: a non-blocking read, or the time limit of the socket
-        kClosed,    // the peer is gone
-        kRejected,  // the peer broke the format or a bound; error() tells how
+        COMPLETE,
+        PARTIAL,   // more is needed
+        NOTHING,   // nothing came: a non-blocking read, or the time limit of the socket
+        CLOSED,    // the peer is gone
+        REJECTED,  // the peer broke the format or a bound; error() tells how
     };
 
     /** @param peer pays for the memory of an incomplete message; must outlive it. */

@@ -88,7 +88,7 @@ void ServedConnection::onEvents(uint32_t) {
 bool ServedConnection::readCall() {
     while (true) {
         switch (mCall.receive(mChannel.socket(), MSG_DONTWAIT)) {
-            case Message::Progress::kComplete:
+            case Message::Progress::COMPLETE:
                 if (!serveCall()) return false;
                 if (!mCall.isEmpty() && !std::exchange(mGoesOn, true)) {
                     // Behind a one-way call there may be another: others have their turn first.
@@ -98,13 +98,13 @@ bool ServedConnection::readCall() {
                     });
                 }
                 return true;
-            case Message::Progress::kPartial:
+            case Message::Progress::PARTIAL:
                 continue;
-            case Message::Progress::kNothing:
+            case Message::Progress::NOTHING:
                 return true;
-            case Message::Progress::kClosed:
+            case Message::Progress::CLOSED:
                 return false;
-            case Message::Progress::kRejected:
+            case Message::Progress::REJECTED:
                 mChannel.reject(mCall.error());
                 return false;
         }
@@ -219,7 +219,7 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
                base::unique_fd* end) {
     if (BpHwBinder* remote = object->remoteBinder(); remote != nullptr) {
         if (remote->peer() != channel.peer().pid()) return INVALID_OPERATION;
-        *reference = {ObjectReference::kReturned, 0, remote->identity()};
+        *reference = {ObjectReference::RETURNED, 0, remote->identity()};
         return OK;
     }
     int ends[2];
@@ -228,14 +228,14 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
     const sp<BHwBinder> local = object->localBinder();
     exportObject(local);
     startServing(local, ForeignFd(ends[1]), channel.peer().pid(), PeerKind::SERVICE);
-    *reference = {ObjectReference::kSentAlong, 0, local->identity()};
+    *reference = {ObjectReference::SENT_ALONG, 0, local->identity()};
     return OK;
 }
 
 sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Channel& channel) {
-    if (reference.kind == ObjectReference::kReturned) return findExported(reference.identity);
+    if (reference.kind == ObjectReference::RETURNED) return findExported(reference.identity);
     const Peer& peer = channel.peer();
-    if (reference.kind != ObjectReference::kSentAlong || reference.identity.isNull() ||
+    if (reference.kind != ObjectReference::SENT_ALONG || reference.identity.isNull() ||
         !isUnixStream(socket) || trustedPeer(socket) != peer.pid() ||
         peer.connections() >= limits::kMaxConnections) {
         return nullptr;

@@ -43,11 +43,11 @@ void startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, Pee
 /** How a reference to an object stands in a message. */
 struct ObjectReference {
     enum : uint32_t {
-        kNull = 0,
-        kSentAlong = 1,  // an object of the sender; a connection to it comes along
-        kReturned = 2,   // an object of the receiver
+        NO_OBJECT = 0,
+        SENT_ALONG = 1,  // an object of the sender; a connection to it comes along
+        RETURNED = 2,    // an object of the receiver
     };
-    uint32_t kind = kNull;
+    uint32_t kind = NO_OBJECT;
     uint32_t reserved = 0;
     Identity identity;
 };

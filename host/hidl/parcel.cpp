@@ -150,9 +150,9 @@ status_t Parcel::readNullableStrongBinder(sp<IBinder>* binder) const {
     *binder = nullptr;
     const auto* reference = static_cast<const ObjectReference*>(take(sizeof(ObjectReference)));
     if (reference == nullptr) return BAD_VALUE;
-    if (reference->kind == ObjectReference::kNull) return OK;
+    if (reference->kind == ObjectReference::NO_OBJECT) return OK;
     ForeignFd socket;
-    if (reference->kind == ObjectReference::kSentAlong && mNextFd < mFds.size()) {
+    if (reference->kind == ObjectReference::SENT_ALONG && mNextFd < mFds.size()) {
         socket = std::move(mFds[mNextFd++]);
     }
     *binder = resolve(*reference, std::move(socket), *mChannel);

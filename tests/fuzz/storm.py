@@ -57,6 +57,7 @@ class Service:
         self.process = subprocess.Popen([f'{binaries}/hidlaudio'], env=self.environment,
                                         stderr=open(self.log, 'ab'))
         self.wait_for(lambda: len(self.audioctl(['list']).splitlines()) == 7, 'start')
+        self.audioctl(['upload', 'hrtf', __file__])  # starts the thread for the delays of the set
 
     def audioctl(self, words, program='audioctl', root=None):
         environment = dict(self.environment, TVSET_ROOT=str(root or self.root))
