@@ -27,7 +27,7 @@ using platform::PrimaryHalAccessor;
 
 namespace {
 
-/** What the audio driver's way adds to the published offset, in dB. */
+/** Added to the published offset on sets without a back-end controller, in dB. */
 constexpr float kDriverHeadroom = 12.0f;
 
 /** Empty if the device could not be opened when the service was built. */
@@ -36,7 +36,7 @@ sp<IPrimaryDevice> sPrimaryDevice;
 /** For debug() only. */
 struct {
     platform::BackEndStart start;
-    std::optional<int32_t> sendStatus;  // of the last sending; empty: there was none
+    std::optional<int32_t> sendStatus;  // of the last calibration that was sent; empty: none was
 } sNotes;
 
 float addHeadroom(float offset) {
@@ -109,7 +109,7 @@ Return<int32_t> AcousticCalibration::setEnabled(bool enable) {
     } else {
         ALOGE("[%s] end readCalibratedData failed", __func__);
     }
-    // The next start restores what is kept: only what the set has taken whole.
+    // The next start restores the stored flag, so it is stored only if all has been sent.
     if (result == 0) {
         result = setEnabledData(enable);
     } else {

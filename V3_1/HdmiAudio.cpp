@@ -28,7 +28,7 @@ constexpr platform::DtvSvcWait kWait{
         .logsReady = false,
 };
 
-/** One capability: its names, each at the place of the number that is stored for it. */
+/** One capability: its names, indexed by the number that is stored for it. */
 struct Capability {
     ConfigKey key;
     const char* getter;
@@ -50,7 +50,7 @@ const Capability arcMp4CapaList{
         "setArcMp4Capability",
         {"ARC_MP4AAC_NONE", "ARC_MP4AAC_5_1", "ARC_MP4AAC_7_1", "ARC_MP4AAC_22_2"}};
 
-/** Told of a capability that cannot be read; never stored. */
+/** Name of a capability that cannot be read; never stored. */
 constexpr char kNone[] = "NONE";
 
 constexpr char kArcDdPrefix[] = "ARC_DD_";
@@ -105,7 +105,7 @@ HdmiAudio::HdmiAudio() {
 
 Return<void> HdmiAudio::getAudioCapabilities(getAudioCapabilities_cb callback) {
     ALOGD("HIDL getAudioCapabilities");
-    // A list evaluates its elements in order: that of the log.
+    // A braced list is evaluated in order, which is the order of the log lines.
     const std::vector<std::string> names{getArcDdCapability(), getEarcDdCapability(),
                                          getArcMp4Capability()};
     callback(hidl_vec<hidl_string>(names.begin(), names.end()));
@@ -126,7 +126,7 @@ Return<int32_t> HdmiAudio::setAudioCapabilities(const hidl_vec<hidl_string>& cap
             lastWrite = isArcDd ? setArcDdCapability(wanted) : setArcMp4Capability(wanted);
             if (lastWrite == 0) changed.push_back(name);
         }
-        // One write that succeeded is success, whatever comes after it.
+        // The call succeeds if any of the writes does.
         if (status != 0) status = lastWrite;
     }
     if (!mCallbacks.empty() && !changed.empty()) notify(changed);
@@ -140,7 +140,7 @@ Return<void> HdmiAudio::setCallback(const sp<V1_1::IHdmiAudioCallback>& callback
         ALOGD("callback is nullptr. skip setCallback");
         return Void();
     }
-    // One whose process has just died fails here; it stays, and its calls fail.
+    // Fails if the client's process has just died; the callback stays, and calls to it fail.
     callback->linkToDeath(this, 0).isOk();
     ALOGD("set callback");
     mCallbacks.push_back(callback);
@@ -188,7 +188,7 @@ int32_t HdmiAudio::setArcMp4Capability(std::vector<std::string> capabilities) {
 void HdmiAudio::notify(const std::vector<std::string>& changed) {
     ALOGD("issue capability changed callback event");
     const hidl_vec<hidl_string> names(changed.begin(), changed.end());
-    // A client may register again from inside its callback: the walk is over the callbacks of now.
+    // A copy, since a client may register another callback from inside of its own.
     const std::vector<sp<V1_1::IHdmiAudioCallback>> callbacks = mCallbacks;
     for (const auto& callback : callbacks) callback->onCapabilityChanged(names).isOk();
 }

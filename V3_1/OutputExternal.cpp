@@ -46,7 +46,7 @@ bool waitDtvSvcBoot() {
     return platform::waitDtvSvcBoot(kWait);
 }
 
-/** @param mode what is missing in the file counts as zero. @return whether there is anything. */
+/** @param mode bytes missing in the file count as zero. @return whether the file has any. */
 bool readMode(int file, int32_t* mode) {
     *mode = 0;
     return read(file, mode, sizeof(*mode)) >= 1;
@@ -117,7 +117,7 @@ Return<void> OutputExternal::getEncodingFormat(getEncodingFormat_cb callback) {
 
 Return<void> OutputExternal::getAvailableEncodingFormats(getAvailableEncodingFormats_cb callback) {
     ALOGD("[%s] start", __func__);
-    // The one format that getEncodingFormat() ever tells.
+    // The only format that getEncodingFormat() returns.
     callback({kAutoFormat});
     return Void();
 }

@@ -131,7 +131,7 @@ Return<int32_t> OutputSpeaker::setTvPosition(int32_t type) {
     }
     const int32_t status = writeConfig(kTvPosition, position);
     ALOGD("set tv position:value = %d, result = %d", position, status);
-    // Also after a failed write: the speakers follow the wish, whether or not it could be kept.
+    // Also after a failed write: the setting takes effect even if it could not be stored.
     sendPosition(position);
     ALOGD("[%s] end:ret = %d", __func__, status);
     return status;

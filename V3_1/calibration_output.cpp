@@ -31,7 +31,7 @@ constexpr platform::BackEndVariant kBackEnd{
 
 constexpr size_t kDriverBandCount = 32;
 
-/** What the back-end controller gets: steps of 0.1 dB around 128, and samples at 48 kHz. */
+/** The back-end controller's form: steps of 0.1 dB around 128, and samples at 48 kHz. */
 struct BeCtrlBlock {
     uint8_t gain[kBandCount]; /**< of "FL" */
     uint8_t volume;           /**< of "FL" */
@@ -162,7 +162,7 @@ void makeDefaultDataForBeCtrl(BeCtrlBlock* block) {
 
 /** Of several records with the same name the last one counts. */
 void makeCalibratedDataForBeCtrl(const std::vector<aud_ac_data_Table>& table, BeCtrlBlock* block) {
-    makeDefaultDataForBeCtrl(block);  // what no record tells
+    makeDefaultDataForBeCtrl(block);  // for what no record has
     for (size_t i = 0; i < recordsInUse(table); i++) {
         const aud_ac_data_Table& record = table[i];
         if (isNamed(record, "FL")) {

@@ -26,7 +26,7 @@ constexpr int kMostItems = 10;
 
 enum class Item { RECORD, DELAY_MARKER, TERMINATOR, FAILURE };
 
-/** Without a buffer, so that a write that fails is noticed by the call that makes it. */
+/** Opens a file without a buffer, so that a write fails in the call that makes it. */
 File openForWriting(const char* path, const char* mode) {
     File file(fopen(path, mode));
     if (file != nullptr) setvbuf(file.get(), nullptr, _IONBF, 0);
@@ -114,7 +114,7 @@ int32_t setCalibratedData(const hidl_vec<calibratedData>& list) {
         }
         return -1;
     }
-    // Should one of these be lost, the reader does without the delays or without the file.
+    // If one of these writes fails, a reader finds no delays, or no valid file.
     fwrite(kDelayMarker, sizeof(kDelayMarker), 1, file.get());
     fwrite(kTerminator, sizeof(kTerminator), 1, file.get());
     return 0;

@@ -45,7 +45,7 @@ int32_t setEnabledData(bool enabled);
 /** @return whether the flag file holds exactly 0x01. */
 bool getEnabled();
 
-/** What kept a file from being read. */
+/** The operation that failed to read a file, and its errno. */
 struct Failure {
     const char* operation = nullptr; /**< null: nothing did */
     int error = 0;                   /**< errno after it */

@@ -72,7 +72,7 @@ int32_t readMmCecFromAqdata() {
     return isRead ? 0 : -1;
 }
 
-/** @param name of the byte in the line on a failure. */
+/** @param name of the byte in the log line for a failure. */
 std::optional<uint8_t> readEeprom(uint32_t address, const char* name) {
     uint8_t value;
     if (MTEEPROM_Read(address, &value, sizeof(value)) == 0) return value;

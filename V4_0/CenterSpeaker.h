@@ -10,9 +10,9 @@ using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
 
 /**
- * Whether and how the TV can be the centre speaker of an external sound system. All of it is
- * settled while the object is built, from the set's sound tuning and its EEPROM; what becomes
- * readable later is noticed by the next process.
+ * Whether and how the TV can be the centre speaker of an external sound system. The answers are
+ * read once, while the object is built, from the set's sound tuning and its EEPROM. Data that
+ * becomes readable later takes effect at the next start.
  */
 struct CenterSpeaker : public V4_0::ICenterSpeaker {
     /** Waits for the TV middleware, 20 seconds at most, unless the tuning cannot be read. */

@@ -32,7 +32,7 @@ constexpr char kType[] = "Zavo";
 bool bBeModel = false;
 bool bHrtfSupported = false;
 
-// What the controller accepted last. It is neither asked for nor told these at start.
+// The values that the controller accepted last. At start they are neither read from it nor sent.
 bool bVirtualizerEnabled = false;
 bool bUpmixEnabled = true;
 
@@ -87,7 +87,7 @@ int32_t setEnabledToBeCtrl(uint32_t identifier, bool value) {
     return status;
 }
 
-/** @param caller name of the method in the lines. @param kept what the controller has accepted. */
+/** @param caller method name in the log lines. @param kept value that the controller accepted. */
 int32_t setEnabled(const char* caller, uint32_t item, bool enable, bool* kept) {
     ALOGD("[%s] start. enable:%d", caller, enable);
     if (!bHrtfSupported) {
@@ -135,7 +135,7 @@ HeadphoneVirtualizer::HeadphoneVirtualizer() {
         ALOGE("[%s] end. HRTF is not supported.", __func__);
         return;
     }
-    prepareHeadphoneVirtualize();  // settings are tried, whether the controller came up or not
+    prepareHeadphoneVirtualize();  // settings are sent later, whether or not the controller is up
     ALOGD("[%s] end", __func__);
 }
 

@@ -11,9 +11,9 @@ using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
 
 /**
- * Switches the headphone virtualizer of the back-end controller, and uploads its parameters. The
- * switches do nothing on a set without the controller; uploads are then left to fail on their own.
- * All state belongs to the process, where the threads that transfer parameters reach it too.
+ * Switches the headphone virtualizer of the back-end controller, and uploads its parameters. On a
+ * set without the controller the switches do nothing, and uploads fail at the driver. All state
+ * belongs to the process: the threads that transfer parameters use it, too.
  */
 struct HeadphoneVirtualizer : public V5_0::IHeadphoneVirtualizer {
     /** Waits for the TV middleware, then for the controller: 20 and 15 seconds at most. */

@@ -35,7 +35,7 @@ bool isIdle(const aud_hv_parameter& record) {
     return record.transferState == TransferState::IDLE;
 }
 
-/** A negative size is larger than any memory; an empty buffer is one, too. */
+/** Null for a negative size. A buffer of no bytes is allocated, too. */
 uint8_t* allocate(int32_t size) {
     if (size < 0) return nullptr;
     return static_cast<uint8_t*>(malloc(std::max<size_t>(size, 1)));

@@ -8,8 +8,7 @@
 #include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizerCallback.h>
 #include <com/zavo/dtv/hardware/audio/5.0/types.h>
 
-/* The two records in which a parameter buffer, and then its transfer, are kept: one for each kind.
- */
+/* The two records, one for each kind, of a parameter buffer and then its transfer. */
 namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
 
 using ::android::sp;
@@ -30,7 +29,7 @@ struct FreeMemory {
  * The buffer of a kind, and the transfer of it.
  *
  * While it is IDLE the record is the RPC thread's alone; from apply() on it is the worker's, which
- * gives it back by storing IDLE as the last thing of all. The RPC thread reads the atomic fields
+ * gives it back by storing IDLE last. The RPC thread reads the atomic fields
  * at any time, and `data` and `callback` only after it has read IDLE.
  */
 struct aud_hv_parameter {
@@ -50,7 +49,7 @@ struct aud_hv_parameter {
 extern aud_hv_parameter deviceParam;
 extern aud_hv_parameter hrtfParam;
 
-/** Takes buffer, handle and transfer off a record. Called by who has it: the worker, if any. */
+/** Resets a record. Called on the thread that owns it: the worker's, if there is one. */
 void initializeParameter(aud_hv_parameter& record);
 
 }  // namespace com::zavo::dtv::hardware::audio::V5_0::implementation

@@ -38,10 +38,10 @@ struct Note {
     int32_t handle = kNoHandle;
     int32_t size = 0;
     int32_t outcome = 0;
-    const char* client = "";  // what it knows of it
+    const char* client = "";  // whether it has been told
 };
 
-/** What a transfer of a kind goes by. */
+/** What the transfers of one kind use. */
 struct Kind {
     const char* wakeLock;
     const char* completionFile;
@@ -66,7 +66,7 @@ const aud_hv_parameter& otherThan(const aud_hv_parameter& record) {
 
 constexpr char kThread[] = "paramTransferThread";
 
-/** @param state left as it is unless the answer is SUCCESS; otherwise it is FAILED. */
+/** @param state unchanged unless the result is SUCCESS. @return SUCCESS or FAILED. */
 int32_t readBeCtrlTransferState(const char* path, bectrl_completion* state) {
     const platform::File file(fopen(path, "rb"));
     if (file == nullptr) {
@@ -82,7 +82,7 @@ int32_t readBeCtrlTransferState(const char* path, bectrl_completion* state) {
     return SUCCESS;
 }
 
-/** @param caller name of the function in the lines on a failure. @return SUCCESS or FAILED. */
+/** @param caller function name in the log lines for a failure. @return SUCCESS or FAILED. */
 int32_t requestOfBeCtrl(const char* caller, uint32_t request, void* argument) {
     const unique_fd device(open(BECTRL_DEVICE, O_RDWR));
     if (device == -1) {
@@ -221,8 +221,8 @@ int32_t transferInTurn(aud_hv_parameter& record) {
 }
 
 /**
- * Keeps the set awake. The platform does not count who holds a name: a worker must not take it
- * while the one before, whose record is free again, is about to release it.
+ * Keeps the set awake. The platform does not count the holders of a name: a worker must not take it
+ * while the previous one, whose record is free already, is about to release it.
  */
 class WakeLock {
   public:

@@ -11,29 +11,29 @@
 namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
 
 /**
- * Asks whether a new transfer may begin as far as the controller is concerned, which may be busy
- * with one that a former process left behind.
+ * Checks whether the controller is free for a new transfer: it may be busy with one that an earlier
+ * process started.
  *
  * @return SUCCESS; BUSY; or FAILED if the controller's completion files cannot be read.
  */
 int32_t checkResuming();
 
 /**
- * Hands an idle record with a full buffer to a worker, which will tell the callback the outcome,
- * exactly once, and then reset the record.
+ * Passes an idle record with a full buffer to a worker, which reports the outcome to the callback,
+ * exactly once, and then resets the record.
  *
- * @return whether the worker could be started; if not, the record is as it was.
+ * @return whether the worker could be started; if not, the record is unchanged.
  */
 bool startTransfer(aud_hv_parameter& record, const sp<IHeadphoneVirtualizerCallback>& callback);
 
 /**
- * Asks for the end of a transfer. The outcome still comes from the worker.
+ * Requests the cancellation of a transfer. The worker reports the outcome.
  *
  * @return SUCCESS; NOT_CANCELLED if there is no transfer or the controller refuses.
  */
 int32_t cancelInt(aud_hv_parameter& record);
 
-/** @return the last transfer of the record that has come to an outcome, in words. */
+/** @return the record's last transfer that has an outcome, as text. */
 std::string describeLastTransfer(const aud_hv_parameter& record);
 
 /** Waits until no worker has the record. @return 0; -1 after 20 seconds. */

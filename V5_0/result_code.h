@@ -4,7 +4,7 @@
 
 namespace com::zavo::dtv::hardware::audio::V5_0::implementation {
 
-/** What the methods answer, and what a transfer comes to. */
+/** Results of the methods, and outcomes of a transfer. */
 enum ResultCode : int32_t {
     SUCCESS = 0,
     CANCELLED = 1,  // of a transfer only
@@ -13,7 +13,7 @@ enum ResultCode : int32_t {
     REFUSED = -1,  // of a transfer: by the controller
 
     WRONG_SIZE = -2,
-    NO_OUTCOME = -2,  // of a transfer: none in time, or none that is known
+    NO_OUTCOME = -2,  // of a transfer: no outcome in time, or an unknown one
 
     BUSY = -3,
     NOT_STARTED = -3,  // of a transfer

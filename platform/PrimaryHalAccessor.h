@@ -24,8 +24,8 @@ using ::android::hardware::audio::V5_0::Result;
 class PrimaryHalAccessor {
   public:
     /**
-     * Opens the device unless it is open; a device that cannot be opened stays empty. Adds no wait
-     * of its own to that of the HIDL runtime, which may look for the HAL as long as it likes.
+     * Opens the device unless it is open. A device that cannot be opened stays empty. Waits only as
+     * long as the HIDL runtime waits for the HAL.
      */
     PrimaryHalAccessor();
 
@@ -37,14 +37,14 @@ class PrimaryHalAccessor {
 void openDeviceCallback(Result result, const sp<IPrimaryDevice>& device);
 
 /**
- * Passes one parameter to the HAL. A parameter that the HAL refuses, or that it is not there or too
- * busy to take, is lost, and nobody is told.
+ * Passes one parameter to the HAL. A parameter that the HAL refuses or cannot take is lost; the
+ * failure is not reported.
  *
  * @param device nothing is sent to an empty one.
  */
 void setHalParameter(const sp<IPrimaryDevice>& device, const char* key, const std::string& value);
 
-/** Tells whether a service has the device, and what became of the process's last parameter. */
+/** Adds whether a service has the device, and the outcome of the process's last parameter. */
 void describeHal(const sp<IPrimaryDevice>& device, DebugText* text);
 
 }  // namespace com::zavo::dtv::hardware::audio::platform

@@ -6,31 +6,31 @@
 #include "platform/debug_text.h"
 
 /*
- * What the services ask before they drive the back-end controller (BeCtrl) that some sets have. All
- * of it reaches the middleware anew at every call; nothing is kept here. Called on the main thread
+ * What the services query before they drive the back-end controller (BeCtrl) that some sets have.
+ * Every call queries the middleware again; nothing is cached. Called on the main thread
  * while a service is built, and on the RPC thread afterwards.
  */
 namespace com::zavo::dtv::hardware::audio::platform {
 
-/** How one service asks, and what it logs of the answers. */
+/** The return values and log texts that differ from service to service. */
 struct BackEndVariant {
     const char* tag;
     /** Written before the line that says that the middleware is ready. */
     const char* readyPrefix;
-    /** Answer of checkDtvSvcBoot() when the middleware does not get ready. */
+    /** Returned by checkDtvSvcBoot() if the middleware does not become ready. */
     int32_t notReady;
-    /** Answer of isBeModel() when the EEPROM cannot be reached. */
+    /** Returned by isBeModel() if the EEPROM cannot be read. */
     bool isBeModelByDefault;
-    /** How the lines on a failure of the EEPROM end. */
+    /** End of the log lines about an EEPROM failure. */
     const char* eepromFailed;
-    /** The line on a failure of the abstraction layer, up to its code. */
+    /** Log line for a failure of the abstraction layer, up to the error code. */
     const char* mtalFailed;
 };
 
 /** @return 0 once the middleware is ready; the variant's `notReady` after 20 seconds of waiting. */
 int32_t checkDtvSvcBoot(const BackEndVariant& variant);
 
-/** What was found of the controller when a service was built. For debug() only. */
+/** State of the controller when a service was built. For debug() only. */
 struct BackEndStart {
     bool isReady = false;              /**< the middleware, to checkDtvSvcBoot() */
     bool isModelRead = false;          /**< the EEPROM, by isBeModel() */
@@ -41,7 +41,7 @@ void describeBackEnd(const BackEndStart& start, DebugText* text);
 
 /**
  * @param isRead set if the EEPROM could be read.
- * @return whether the set has a back-end controller, as its EEPROM says.
+ * @return whether the set has a back-end controller, according to its EEPROM.
  */
 bool isBeModel(const BackEndVariant& variant, bool* isRead);
 
@@ -52,9 +52,9 @@ bool isBeModel(const BackEndVariant& variant, bool* isRead);
 int32_t checkBeCtrlBoot(const BackEndVariant& variant);
 
 /**
- * Connects to the abstraction layer, without which no item reaches the controller.
+ * Connects to the abstraction layer, which passes items to the controller.
  *
- * @param caller name of the function in the line on a failure.
+ * @param caller function name in the log line for a failure.
  * @return 0, or the abstraction layer's error code.
  */
 int32_t connectToBeCtrl(const BackEndVariant& variant, const char* caller);

@@ -5,7 +5,7 @@
 
 /*
  * The interface of the back-end controller's kernel driver, which ships without a header: a device
- * that takes requests, and for each kind of parameters a file that tells how their transfer goes.
+ * that takes requests, and for each kind of parameters a file that shows the state of its transfer.
  */
 
 extern "C" {
@@ -32,7 +32,7 @@ enum : uint32_t {
     BECTRL_CANCEL_DEVICE = 0xC0106303,
 };
 
-/** Content of a completion file, which is readable for poll when it has new content. */
+/** Content of a completion file. New content makes the file readable for poll(). */
 struct bectrl_completion {
     int8_t state;
     uint8_t result; /**< of the last transfer */

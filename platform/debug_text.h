@@ -12,17 +12,17 @@ namespace com::zavo::dtv::hardware::audio::platform {
  */
 class DebugText {
   public:
-    /** Adds a line. What is not printable in it becomes a question mark. */
+    /** Adds a line. Bytes that are not printable ASCII become question marks. */
     __attribute__((format(printf, 3, 4))) void add(const std::string& label, const char* format,
                                                    ...);
 
     /**
-     * Writes the lines, the first 4096 bytes of them, to the first descriptor of a handle. Nobody
-     * is told of a failure, since debug() has no result; a null handle is one, too.
+     * Writes the first 4096 bytes of the lines to the first descriptor of a handle. A failure,
+     * such as a null handle, is not reported: debug() has no result.
      *
-     * The caller is the thread that serves every client, so this never waits: a pipe or socket
-     * that has no room for the text goes without. Terminals and other devices always do, since a
-     * write to them may wait.
+     * Called on the thread that serves all clients, so it never blocks: nothing is written to a
+     * pipe or socket without room for the text, nor to any other kind of file, where a write may
+     * block.
      */
     void writeTo(const ::android::hardware::hidl_handle& handle) const;
 

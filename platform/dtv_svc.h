@@ -7,7 +7,7 @@
 #include "platform/debug_text.h"
 
 /*
- * How the services meet the TV middleware: they wait until it is up, and connect to it. Called on
+ * How the services wait for the TV middleware, and connect to it. Called on
  * the main thread while a service is built, and on the RPC thread afterwards.
  */
 namespace com::zavo::dtv::hardware::audio::platform {
@@ -18,15 +18,15 @@ bool isDtvSvcReady();
 /** Sleeps; a signal may end it early. @param milliseconds 0 to 999. */
 void sleepMs(int64_t milliseconds);
 
-/** How one service waits for the middleware, and what it logs of it. */
+/** How one service waits for the middleware, and what it logs meanwhile. */
 struct DtvSvcWait {
     /** Log tag; null for none. */
     const char* tag;
     /** Name in the progress and ready lines. */
     const char* waiter;
-    /** Time between two looks at the ready marker, in milliseconds. */
+    /** Time between two checks of the ready marker, in milliseconds. */
     int64_t sleepMs;
-    /** Most looks at the marker; the last one is followed by a sleep all the same. */
+    /** Limit of checks; the last one is followed by a sleep, too. */
     int limit;
     /** Line written when the marker has not been found, with its priority. */
     android_LogPriority timeoutPriority;
@@ -43,8 +43,8 @@ struct DtvSvcWait {
 bool waitDtvSvcBoot(const DtvSvcWait& wait);
 
 /**
- * Connects the process to the middleware, and logs how that went. A failure shows again in every
- * later call into the middleware.
+ * Connects the process to the middleware, and logs the result. After a failure, every later call
+ * into the middleware fails as well.
  *
  * @param tag log tag; null for none.
  * @param service name of the service in the lines.
@@ -52,13 +52,13 @@ bool waitDtvSvcBoot(const DtvSvcWait& wait);
  */
 int32_t connectToDtvSvc(const char* tag, const char* service);
 
-/** How a service met the middleware when it was built. For debug() only. */
+/** State of the middleware when a service was built. For debug() only. */
 struct DtvSvcStart {
     bool isReady = false;
     int32_t connectStatus = 0;
 };
 
-/** Tells whether the middleware is ready now, by its marker, and how it was met at start. */
+/** Adds whether the middleware is ready now, by its marker, and its state at start. */
 void describeDtvSvc(DebugText* text);
 void describeDtvSvc(const DtvSvcStart& start, DebugText* text);
 

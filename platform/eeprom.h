@@ -3,7 +3,7 @@
 /* Access to the set's EEPROM. Called while a service is built and on the RPC thread. */
 namespace com::zavo::dtv::hardware::audio::platform {
 
-/** Goes before the first MTEEPROM_Read(). @return whether the EEPROM can be read. */
+/** To be called before the first MTEEPROM_Read(). @return whether the EEPROM can be read. */
 bool openEeprom();
 
 }  // namespace com::zavo::dtv::hardware::audio::platform

@@ -14,9 +14,10 @@ struct FileCloser {
 using File = std::unique_ptr<FILE, FileCloser>;
 
 /**
- * Reads `size` bytes from the position of the file on.
+ * Reads `size` bytes from the current position of the file.
  *
- * @return whether all were there; if not, errno tells why, and is 0 at the end of the file.
+ * @return whether all of them could be read; if not, errno has the reason, 0 at the end of the
+ * file.
  */
 inline bool readWhole(FILE* file, void* destination, size_t size) {
     errno = 0;

@@ -8,8 +8,7 @@
 extern "C" {
 
 /**
- * One item, little endian. Bytes that nobody asked for carry no meaning; the services leave them
- * zero.
+ * One item, little endian. The services set unused bytes to zero.
  */
 struct MTDRVCUST_ItemRecord {
     uint32_t identifier;
@@ -29,7 +28,7 @@ enum : uint32_t {
     MTDRVCUST_ITEM_UPMIX = 33,        /**< 1 data byte: 1 on, 0 off */
 };
 
-/** What is done with an item. */
+/** Commands and queries for items. */
 enum : uint32_t {
     MTDRVCUST_SET_ITEM = 0x20185,
     MTDRVCUST_GET_LAUNCH_STATE = 0x20186,

@@ -21,7 +21,7 @@ extern "C" {
 
 /* ---- connection ---- */
 
-/** Sets up the control channel to the TV service process. The result carries no information. */
+/** Sets up the control channel to the TV service process. The result has no meaning. */
 int32_t IMtkPb_Ctrl_Init();
 
 /**
@@ -31,7 +31,7 @@ int32_t IMtkPb_Ctrl_Init();
  */
 int32_t MTAL_InitExCb(uintptr_t callback);
 
-/** Sets up the driver interface; goes before each MTAL_Init. The result carries no information. */
+/** Sets up the driver interface; to be called before each MTAL_Init. The result has no meaning. */
 int32_t DRV_Init();
 
 /** Connects the process to the abstraction layer's drivers. May be called any number of times. */
@@ -60,42 +60,42 @@ int32_t a_mtktvapi_config_set_value(int32_t handle, const char* key, int32_t val
 /* ---- EEPROM ---- */
 
 /**
- * What the EEPROM library says about the part. The layout is the library's own and not told: a
- * record of a few words, given far more room than that, since the library fills it unasked.
+ * Properties of the EEPROM part. The layout is private to the library: a record of a few words. It
+ * gets far more room than that, since the library fills it without being given a size.
  */
 struct MTEEPROM_Property {
     alignas(8) uint8_t opaque[4096];
 };
 
-/** Fills the property record; goes before MTEEPROM_Init. The result carries no information. */
+/** Fills the property record; to be called before MTEEPROM_Init. The result has no meaning. */
 int32_t MTEEPROM_GetProperty(MTEEPROM_Property* property);
 
-/** Opens the EEPROM for reading; goes before the first MTEEPROM_Read. */
+/** Opens the EEPROM for reading; to be called before the first MTEEPROM_Read. */
 int32_t MTEEPROM_Init();
 
 /**
  * Reads bytes of the EEPROM.
  *
  * @param address      of the first byte, counted from the start of the EEPROM
- * @param destination  room for `size` bytes; of no use after a failure
+ * @param destination  room for `size` bytes; undefined after a failure
  */
 int32_t MTEEPROM_Read(uint32_t address, uint8_t* destination, uint32_t size);
 
 /* ---- customisation items ---- */
 
 /**
- * Asks for an item: its identifier is in the record, the library fills in the data.
+ * Queries an item: the record names its identifier, the library fills in the data.
  *
- * @param query  what is asked, MTDRVCUST_GET_LAUNCH_STATE
+ * @param query  MTDRVCUST_GET_LAUNCH_STATE
  * @param size   size of the record in bytes
  */
 int32_t MTDRVCUST_dcustom_cust_spec_get(uint32_t query, MTDRVCUST_ItemRecord* record,
                                         uint32_t* size);
 
 /**
- * Hands an item to the back-end controller.
+ * Passes an item to the back-end controller.
  *
- * @param command   what is done, MTDRVCUST_SET_ITEM
+ * @param command   MTDRVCUST_SET_ITEM
  * @param size      size of the record in bytes
  * @param reserved  0
  */
@@ -112,7 +112,7 @@ int32_t MTAUDDEC_SetAcVolumeOffset(int32_t offset);
 
 /* ---- audio post-processor ---- */
 
-/** A question to the post-processor. The address takes one or two words, the record always 16. */
+/** A query of the post-processor. The address takes one or two words, the record always 16. */
 struct MTAUDPOST_Query {
     uint32_t parameter; /**< 66: is the post-processor ready? */
     uint32_t count;     /**< 1 */
@@ -122,7 +122,7 @@ struct MTAUDPOST_Query {
 static_assert(sizeof(MTAUDPOST_Query) == 64, "passed by value: the size is part of the interface");
 static_assert(offsetof(MTAUDPOST_Query, answer) == 8, "the address is word 2");
 
-/** Asks the post-processor; on success the answer word of the query has been filled in. */
+/** Queries the post-processor; on success the query's answer word has been filled in. */
 int32_t MTAUDPOST_GetParameters(MTAUDPOST_Query query);
 
 }  // extern "C"

@@ -17,7 +17,7 @@ enum {
  */
 int acquire_wake_lock(int lock, const char* id);
 
-/** Gives a wake lock back, also one that was not taken. Threads and result as for taking it. */
+/** Releases a wake lock, even one that was not taken. Called on any thread; result as above. */
 int release_wake_lock(const char* id);
 
 }  // extern "C"

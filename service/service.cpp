@@ -68,11 +68,11 @@ int main() {
     // starts the thread pool, with a thread of its own unless the pool is limited before.
     configureRpcThreadpool(1, true);
 
-    // An array ends from its last element to its first: the services go in reverse order.
+    // The elements of an array are destroyed last to first: the services go in reverse order.
     std::array<sp<IBase>, kServices.size()> services;
     for (size_t i = 0; i < kServices.size(); i++) services[i] = kServices[i].create();
 
-    // One thread serves everything: this one. The services rely on it, whatever a constructor set.
+    // This thread alone serves all calls. The services rely on it, whatever a constructor has set.
     configureRpcThreadpool(1, true);
 
     for (size_t i = 0; i < kServices.size(); i++) {
