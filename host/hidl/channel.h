@@ -44,7 +44,7 @@ class Channel {
     /**
      * Sends a whole message.
      *
-     * @return OK; DEAD_OBJECT if the peer is gone; TIMED_OUT; or what Outgoing::prepare() answers.
+     * @return OK; DEAD_OBJECT if the peer is gone; TIMED_OUT; or the result of Outgoing::prepare().
      */
     status_t send(const MessageHeader& header, const Parcel& parcel, Deadline deadline);
     /** The same for a message that is prepared and may be sent in part. */

@@ -35,7 +35,7 @@ class EventLoop {
     /**
      * Waits for events of a descriptor, level-triggered; the loop shares in the source.
      *
-     * @param key set before the first event can arrive, on whatever thread.
+     * @param key set before the first event can arrive on any thread.
      */
     void add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key);
     void modify(Key key, int fd, uint32_t events);

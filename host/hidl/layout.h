@@ -15,7 +15,7 @@ constexpr uint64_t alignUp(uint64_t size, uint64_t alignment = kBodyAlignment) {
 /*
  * What items take of a set's transaction space, in bytes, as the binder driver counts. Objects,
  * buffers and descriptors are described by records in the message, and their places by a list of
- * 64-bit offsets; what buffers hold is copied to multiples of eight bytes.
+ * 64-bit offsets; the contents of buffers take multiples of eight bytes.
  */
 namespace space {
 

@@ -4,8 +4,8 @@
 #include <cstddef>
 
 /*
- * What another process may do to this one. The bounds on messages are the platform's; all others
- * are the workstation's own: a set bounds neither the time nor the connections of a peer.
+ * How much of this process another one may use. The bounds on messages are the platform's; all
+ * others are the workstation's own: a set bounds neither the time nor the connections of a peer.
  */
 namespace android::hardware::limits {
 

@@ -17,7 +17,7 @@ using limits::kMaxMessageFds;
 using limits::kMaxMessageSize;
 
 Message::Progress Message::receive(int socket, int flags) try {
-    // What came behind the message before may be a whole one.
+    // The bytes behind the previous message may be a whole one.
     if (!isEmpty()) {
         if (const Progress progress = advance(); progress != Progress::PARTIAL) return progress;
     }

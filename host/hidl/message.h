@@ -50,7 +50,7 @@ class Message {
         PARTIAL,   // more is needed
         NOTHING,   // nothing came: a non-blocking read, or the time limit of the socket
         CLOSED,    // the peer is gone
-        REJECTED,  // the peer broke the format or a bound; error() tells how
+        REJECTED,  // the peer broke the format or a bound; error() has the reason
     };
 
     /** @param peer pays for the memory of an incomplete message; must outlive it. */
@@ -67,7 +67,7 @@ class Message {
     const char* error() const { return mError; }
 
     /**
-     * Hands the complete message over to a parcel that will read it; keeps what came behind it.
+     * Moves the complete message to a parcel that will read it; keeps the bytes behind it.
      * The channel, on which it came, must outlive the parcel.
      */
     void moveTo(Parcel* parcel, const Channel& channel);

@@ -77,7 +77,7 @@ class ServedConnection : public EventSource, public std::enable_shared_from_this
     Channel mChannel;
     Message mCall{mChannel.peer()};
     EventLoop::Key mKey = 0;
-    bool mGoesOn = false;  // with what is behind a one-way call
+    bool mGoesOn = false;  // with the message behind a one-way call
 };
 
 void ServedConnection::onEvents(uint32_t) {

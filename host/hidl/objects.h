@@ -62,7 +62,7 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
                base::unique_fd* end);
 
 /**
- * The object of a reference that the peer of a channel sent. One that is known already keeps its
+ * The object of a reference that the peer of a channel sent. A known object keeps its
  * connection, and the new one is dropped.
  *
  * @return null if there is no such object, or the socket is not a connection to the peer.

@@ -45,7 +45,7 @@ class Peer {
         Memory(const Memory&) = delete;
         Memory& operator=(const Memory&) = delete;
 
-        /** @param size bytes in place of what was claimed before. @return false if out of bounds.
+        /** @param size bytes, which replace the previous claim. @return false if out of bounds.
          */
         bool claim(size_t size);
         void release() { claim(0); }

@@ -161,7 +161,7 @@ status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& d
             message.moveTo(reply, channel);
             return status;
         }
-        // What is malformed, or not answered, shows when the wait for the reply goes on.
+        // A failure shows when the wait for the reply goes on.
         if (!serve(channel, message, findExported(message.header().target))) channel.shutdown();
         if (coarseNow() >= wait.deadline()) status = TIMED_OUT;  // it calls on and does not answer
     }

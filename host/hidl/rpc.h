@@ -10,7 +10,7 @@ namespace android::hardware {
  * with -ELOOP.
  *
  * @return the status of the reply; WOULD_BLOCK if the peer was not called since no time
- *     is left for it; or what Channel::send() and receive() answer.
+ *     is left for it; or the result of Channel::send() or receive().
  */
 status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& data, Parcel* reply);
 
@@ -21,7 +21,7 @@ status_t sendOneWay(Channel& channel, const MessageHeader& header, const Parcel&
  * Runs one received call and answers it, unless it is one-way.
  *
  * @param object that is called; null if the peer named one that it does not have.
- * @return whether the connection goes on: the call was not malformed, and its answer was sent.
+ * @return whether the connection stays open: the call was well-formed, and its reply was sent.
  */
 bool serve(Channel& channel, Message& call, const sp<BHwBinder>& object);
 

@@ -276,7 +276,7 @@ status_t Services::watchDirectory() {
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return -errno;
     mWatch = inotify_add_watch(mInotify, path.c_str(), IN_MOVED_TO | IN_ONLYDIR | IN_DONT_FOLLOW);
     if (mWatch < 0) return -errno;
-    // Sockets in a directory that was removed keep it alive: only its parent tells.
+    // Its sockets keep a removed directory alive: only its parent shows that it is gone.
     inotify_add_watch(mInotify, path.parent_path().c_str(), IN_DELETE | IN_MOVED_FROM);
     return OK;
 }
@@ -338,7 +338,7 @@ void Services::restore() {
     status_t error = watchDirectory();
     const RunDirectory directory;
     if (error == OK) error = directory.prepare();
-    if (error == -EWOULDBLOCK) {  // somebody else registers
+    if (error == -EWOULDBLOCK) {  // another process registers a service
         EventLoop::instance().runAt(EventLoop::Clock::now() + kLockInterval, [this] { restore(); });
         return;
     }
@@ -395,7 +395,7 @@ sp<IBinder> findService(const std::string& name, bool shouldWait) {
     const std::string link = encode(name);
     if (const auto found = lookUp(link)) return *found;
     if (!shouldWait || !environment::isDeclared(name)) return nullptr;
-    // On a set the service manager tells of its arrival, for which the pool is started.
+    // On a set the pool is started for the service manager's notification.
     ProcessState::self()->startThreadPool();
     for (int waits = 1;; waits++) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1000 / kLookUpsPerSecond));

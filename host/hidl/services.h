@@ -19,7 +19,7 @@ namespace android::hardware {
  */
 
 /**
- * Makes an object reachable, and listens. What a dead process left behind is replaced. Should the
+ * Makes an object reachable, and listens. Files that a dead process left are replaced. Should the
  * run directory vanish, it is made again.
  *
  * @param names of the service, newest version first.
@@ -39,8 +39,8 @@ sp<IBinder> findService(const std::string& name, bool shouldWait);
 std::vector<std::string> listServices();
 
 /**
- * Tells whenever a service is registered, on the RPC thread; if it is registered already, at once
- * on the calling thread.
+ * Notifies of each registration of a service, on the RPC thread; if it is registered already, at
+ * once on the calling thread.
  *
  * @return OK or the negative errno of the directory's trouble.
  */

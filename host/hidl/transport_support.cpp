@@ -107,7 +107,7 @@ status_t readEmbeddedFromParcel(const hidl_string& string, const Parcel& parcel,
     size_t handle;
     const void* data;
     status_t error = parcel.readBuffer(uint64_t{length} + 1, &handle, &data);
-    // The structure lies in the message; it must not be taken for an owner of the peer's pointer.
+    // The structure lies in the message; its destructor must not free the peer's pointer.
     auto* target = new (const_cast<hidl_string*>(&string)) hidl_string;
     if (error != OK) return error;
     const char* text = static_cast<const char*>(data);
@@ -190,7 +190,7 @@ status_t registerAsServiceInternal(const sp<IBase>& service, const std::string& 
     for (const std::string& descriptor : interfaceChain(service)) {
         names.push_back(fullName(descriptor, instance));
     }
-    names.pop_back();  // every object is an IBase: that name tells nothing
+    names.pop_back();  // every object is an IBase: that name adds nothing
     ProcessState::self()->startThreadPool();
     return registerService(names, stub->localBinder());
 }

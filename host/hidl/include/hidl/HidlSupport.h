@@ -36,7 +36,7 @@ struct IBase;
 namespace hardware {
 
 namespace details {
-// Tags by which templates tell interfaces, stubs, proxies and passthrough wrappers apart.
+// Tags by which templates distinguish interfaces, stubs, proxies and passthrough wrappers.
 struct i_tag {};
 struct bnhw_tag {};
 struct bphw_tag {};

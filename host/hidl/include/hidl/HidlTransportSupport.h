@@ -29,7 +29,7 @@ sp<hidl::manager::V1_0::IServiceManager> defaultServiceManager();
 status_t readFromParcel(Status* status, const Parcel& parcel);
 status_t writeToParcel(const Status& status, Parcel* parcel);
 
-// Strings and arrays within structures: the reader takes what they hold from the stream and points
+// Strings and arrays within structures: the reader takes their contents from the stream and points
 // them to it. `handle` and `offset` say where the structure stands in a parcel being written.
 
 status_t readEmbeddedFromParcel(const hidl_string& string, const Parcel& parcel, size_t handle,
@@ -43,7 +43,7 @@ status_t readEmbeddedFromParcel(const hidl_vec<T>& vec, const Parcel& parcel, si
     const size_t count = vec.size();  // as the peer wrote it
     const void* data;
     status_t error = parcel.readBuffer(uint64_t{count} * sizeof(T), childHandle, &data);
-    // The structure lies in the message; it must not be taken for an owner of the peer's pointer.
+    // The structure lies in the message; its destructor must not free the peer's pointer.
     new (const_cast<hidl_vec<T>*>(&vec)) hidl_vec<T>;
     if (error != OK) return error;
     T* elements = static_cast<T*>(const_cast<void*>(data));
@@ -123,7 +123,7 @@ BnConstructorMap& getBnConstructorMap();
 /** How to make the passthrough wrapper of an interface, by its name. */
 BsConstructorMap& getBsConstructorMap();
 
-// These are pointers because generated code runs after static objects are gone.
+// These are pointers because generated code runs after static objects are destroyed.
 /** The stub of each local object that has been sent somewhere. */
 extern ConcurrentMap<const hidl::base::V1_0::IBase*, wp<BHwBinder>>* gBnMap;
 /** Priorities and security labels that a server asked for; none can be asked for here. */

@@ -47,7 +47,7 @@ class Status {
 namespace details {
 
 /**
- * Carries the status of a call to its caller. A failure that nobody asked about ends the process,
+ * Carries the status of a call to its caller. A failure that was not examined aborts the process,
  * so that none is overlooked.
  */
 class return_status {

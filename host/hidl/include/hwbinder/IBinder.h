@@ -37,7 +37,7 @@ class IBinder : public virtual RefBase {
 
     /**
      * Calls a method. Any thread. A one-way call is on its way then, behind those of other threads
-     * to the same object, and its outcome is not told.
+     * to the same object, and its outcome is not reported.
      *
      * @return OK; DEAD_OBJECT if the other side is gone or was given up; TIMED_OUT if it has just
      *     been given up; WOULD_BLOCK if it has no time left for calls; FAILED_TRANSACTION if the

@@ -53,7 +53,7 @@ class Parcel {
     void clearEmbedded(size_t handle, size_t offset, uint32_t count);
     status_t writeBytes(const void* data, uint64_t size);
 
-    // Reading. Each answers OK, or BAD_VALUE if the peer did not send what is asked for; that
+    // Reading. Each returns OK, or BAD_VALUE if the peer did not send such a value; that
     // marks the parcel as malformed and ends the connection.
 
     bool enforceInterface(const char* descriptor) const;
