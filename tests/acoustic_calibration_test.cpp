@@ -40,7 +40,7 @@ TEST(Start, RestoresWhatIsKeptOnBothModels) {
     }
 }
 
-TEST(Start, WithoutAHalSendsNothingAndLooksAtNoFile) {
+TEST(Start, WithoutAHalSendsNothingAndReadsNoFile) {
     Tv tv(true, /* hasHal */ false);
     tv.set.write(kTable, kGood);
     tv.start();
@@ -61,7 +61,7 @@ TEST(Start, PublishesTheOffsetAndKeepsTheFlagWhenTheSetRefusesTheCalibration) {
     EXPECT_TRUE(tv.service->getEnabled());
 }
 
-TEST(Start, FindsOutTheModelAndWaitsForTheBackEndController) {
+TEST(Start, DetectsTheModelAndWaitsForTheBackEndController) {
     const struct {
         const char* name;
         std::string model;  // the last byte of the EEPROM, if it is there
@@ -196,7 +196,7 @@ TEST(SetEnabled, EncodesTheValuesForEitherWay) {
     }
 }
 
-TEST(Locks, KeepAFileToOneCall) {
+TEST(Locks, LetOneCallAtATimeUseAFile) {
     using Call = void (*)(AcousticCalibration&);
     const Call readFlag = [](auto& service) { service.getEnabled(); };
     const Call writeFlag = [](auto& service) { service.setEnabled(false); };

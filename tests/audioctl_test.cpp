@@ -119,7 +119,7 @@ struct Upload : public testing::Test {
     const sp<V5_0::IHeadphoneVirtualizer> virtualizer = V5_0::IHeadphoneVirtualizer::getService();
 };
 
-TEST_F(Upload, TellsTheOutcome) {
+TEST_F(Upload, ReportsTheOutcome) {
     constexpr char kReaction[] = "bectrl/reaction";
     constexpr char kFile[] = "fs/proc/driver/zavo_bectrl/audio/device_parameter_complete";
     const std::tuple<const char*, const char*, const char*, int, const char*> kCases[] = {
@@ -185,7 +185,7 @@ TEST_F(Upload, EndsEarlyWhateverItDoes) {
     EXPECT_EQ(3, orphaned.wait());
 }
 
-TEST_F(Upload, DoesNotBeginInVain) {
+TEST_F(Upload, DoesNotBeginIfItMustFail) {
     std::filesystem::resize_file(set.path("large"), 1ull << 31);
     std::filesystem::create_symlink("/proc/self/status", set.path("proc"));
     for (const char* file : {"", "no", "large", "proc"}) EXPECT_EQ(2, Program(words(file)).wait());
@@ -201,7 +201,7 @@ TEST_F(Upload, DoesNotBeginInVain) {
     EXPECT_TRUE(program.hasLogged("no memory for 10 bytes"));
 }
 
-TEST_F(Upload, IsToASetWhoseStatusIsShown) {
+TEST_F(Upload, ShowsInTheStatus) {
     Program program({"audioctl", "status"});
     EXPECT_EQ(0, program.wait());
     const Lines expected{"eARC Dolby       EARC_DD_ATMOS", "Encoding listener: there",

@@ -131,7 +131,7 @@ TEST(SetCalibratedData, LeavesNoFileWhenARecordCannotBeWritten) {
     }
 }
 
-TEST(GetCalibratedData, ReadsAnyFileAsFarAsItGoes) {
+TEST(GetCalibratedData, DeliversTheRecordsOfAnIntactFileOnly) {
     const auto noRead = [](int error) { return "fread failed, errno " + to_string(error); };
     const std::string records = record("FL", 0, 1) + record("\200", 0, 2),
                       noSeek = "fseek failed, errno 29";

@@ -72,7 +72,7 @@ void expectStartAndAnswers(const Case& c) {
     kTranscript.expect(c.name, tv);
 }
 
-TEST(CenterSpeaker, StartSettlesEveryAnswer) {
+TEST(CenterSpeaker, StartReadsEveryAnswer) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.name);
         Process process([&] { expectStartAndAnswers(c); });  // what it finds stays for its life
@@ -80,7 +80,7 @@ TEST(CenterSpeaker, StartSettlesEveryAnswer) {
     }
 }
 
-TEST(CenterSpeaker, StartWaitsTwentySecondsForTheMiddlewareThenAsksNoEeprom) {
+TEST(CenterSpeaker, StartWaitsTwentySecondsForTheMiddlewareThenSkipsTheEeprom) {
     TvWith<implementation::CenterSpeaker> tv({.isReady = false});
     tv.set.write(kQuality, kGood);
     tv.start();

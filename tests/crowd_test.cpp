@@ -36,7 +36,7 @@ std::unique_ptr<Process> listener(
     return process;
 }
 
-TEST_F(Crowd, ListenersAreToldWhateverOneOfThemDoes) {
+TEST_F(Crowd, ListenersAreNotifiedWhateverOneOfThemDoes) {
     const auto nothing = [](const auto&, const auto&) {};
     const auto twice = listener("twice", 2, nothing);
     const auto dying = listener("dying", 1, [](const auto&, const auto&) { _exit(0); });

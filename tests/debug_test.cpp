@@ -33,7 +33,7 @@ void expectAnswer(const std::string& name, IBase& service, const TempSet& set, L
     kTranscript.expectLines(name, find(pipe.read(), "(.*)\n"));
 }
 
-TEST(Debug, WritesWhereItNeedsNotWait) {
+TEST(Debug, WritesOnlyWhereItCannotBlock) {
     const sp<OutputEncodingStatusListener> service = new OutputEncodingStatusListener;
     for (const bool isSocket : {false, true}) {
         Ends ends(isSocket);
@@ -69,7 +69,7 @@ TEST(Debug, WritesWhereItNeedsNotWait) {
     EXPECT_TRUE(service->debug(&empty, {}).isOk());
 }
 
-TEST(Debug, TellsOfTheServicesThatUseTheMiddleware) {
+TEST(Debug, ReportsTheServicesThatUseTheMiddleware) {
     Tv tv(false, /* hasHal */ false);
     const sp<HdmiAudio> hdmi = new HdmiAudio;
     expectAnswer("HdmiAudio", *hdmi, tv.set, tv.log);
@@ -98,7 +98,7 @@ TEST(Debug, TellsOfTheServicesThatUseTheMiddleware) {
     expectAnswer("OutputExternal without middleware or file", *external, tv.set, tv.log);
 }
 
-TEST(Debug, TellsOfTheCalibrationOfAPlainSet) {
+TEST(Debug, ReportsTheCalibrationOfAPlainSet) {
     Tv tv(false);
     const std::string hostile = "\x1B<\"\xFF";
     tv.startWith(record("FL", 2.5f, 0, -0.5f) + record(hostile, -9, 10, 9) + kDelays + kEnd);
@@ -108,7 +108,7 @@ TEST(Debug, TellsOfTheCalibrationOfAPlainSet) {
     expectAnswer("calibration off, plain", *tv.service, tv.set, tv.log);
 }
 
-TEST(Debug, TellsOfTheCalibrationOfASetWithABackEnd) {
+TEST(Debug, ReportsTheCalibrationOfASetWithABackEnd) {
     Tv tv(true);
     tv.set.write(kFlag, kOn);
     tv.set.write("bectrl/launch_after", "-1");
@@ -125,7 +125,7 @@ TEST(Debug, TellsOfTheCalibrationOfASetWithABackEnd) {
     }
 }
 
-TEST(Debug, TellsWhereTheAnswersOfTheCentreSpeakerComeFrom) {
+TEST(Debug, ReportsTheSourcesOfTheCentreSpeakersAnswers) {
     for (const char* faults :
          {"nothing 0", "fopen(aqda.bin) EACCES", "MTEEPROM_Init 1", "MTEEPROM_Read(0x10089) 1"}) {
         Process process([&] {  // what a start finds stays for the life of a process
@@ -145,7 +145,7 @@ struct TransferClient : V5_0::IHeadphoneVirtualizerCallback {
     std::function<void()> inside;
 };
 
-TEST(Debug, TellsOfBothBuffersAndTheirLastTransfers) {
+TEST(Debug, ReportsBothBuffersAndTheirLastTransfers) {
     Running<HeadphoneVirtualizer> tv({.hasBackEnd = true});
     HeadphoneVirtualizer& service = *tv.service;
     const auto add = [&](const std::string& name) {
@@ -173,7 +173,7 @@ TEST(Debug, TellsOfBothBuffersAndTheirLastTransfers) {
     add("after both, switched off");
 }
 
-TEST(Debug, IsAnsweredToAClientWhateverItHandsOver) {
+TEST(Debug, ReturnsWhateverDescriptorAClientPasses) {
     const TempSet set({.hasBackEnd = true});
     Service service;
     const sp<IBase> listener = V3_1::IOutputEncodingStatusListener::getService();

@@ -32,7 +32,7 @@ struct Tv : Running<HdmiAudio> {
     }
 };
 
-TEST(HdmiAudio, StartWaitsConnectsAndGoesOn) {
+TEST(HdmiAudio, StartWaitsConnectsAndContinues) {
     TvWith<HdmiAudio> tv;
     tv.start();
     tv.log.expect({D("HdmiAudio mtal open success")});
@@ -45,7 +45,7 @@ TEST(HdmiAudio, StartWaitsConnectsAndGoesOn) {
     EXPECT_EQ(20s, tv.clock.now());
 }
 
-TEST(HdmiAudio, StoredNumbersAreToldByNameAndAnythingElseAsNone) {
+TEST(HdmiAudio, StoredNumbersAreReportedByNameAndOthersAsNone) {
     const std::string dd = "getArcDdCapability, ", earc = "getEarcDdCapability, ",
                       mp4 = "getArcMp4Capability, ", none = "invalid value = ";
     const Lines nothing(3, "NONE");
@@ -129,7 +129,7 @@ TEST(HdmiAudio, EveryNameOfAKindStoresTheHighestOfItsKind) {
     }
 }
 
-TEST(HdmiAudio, LogsWhatItIsAskedAndWhatItStores) {
+TEST(HdmiAudio, LogsTheRequestAndTheStoredValue) {
     Tv tv;
     EXPECT_EQ(0, tv.store({"", "EARC_DD_PLUS", "ARC_MP4AAC_NONE"}));
     tv.log.expect({D("HIDL hdmiaudio set"), D("setArcMp4Capability, capas list length: 3\\n"),

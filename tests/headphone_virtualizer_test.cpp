@@ -59,7 +59,7 @@ const std::string kReady =
         "I AudioHV: [checkDtvSvcBoot] <<<<<hidlaudio dtv_svc is ready !>>>>> count:0";
 const Transcript kTranscript("headphone_virtualizer.txt");
 
-TEST(HeadphoneVirtualizer, StartFindsOutWhetherTheSetHasAController) {
+TEST(HeadphoneVirtualizer, StartDetectsWhetherTheSetHasAController) {
     const tvset::SetOptions plain, backEnd{.hasBackEnd = true};
     const tvset::SetOptions late{.hasBackEnd = true, .isReady = false};
     const struct {
@@ -257,7 +257,7 @@ TEST(HeadphoneVirtualizer, ARefusedApplyLeavesTheBufferReadyForAnother) {
     EXPECT_EQ(Codes{0}, tv.client->outcomes);
 }
 
-TEST(HeadphoneVirtualizer, AnUploadGoesItsWay) {
+TEST(HeadphoneVirtualizer, AnUploadIsTransferredAndReported) {
     Tv tv;
     tv.set.write(kReaction, "1 0 100\n0 0x01 1000\n");
     const int32_t handle = tv.fill(kDevice, "the bytes");
@@ -342,7 +342,7 @@ const struct {
          result("0x1")},
 };
 
-TEST(HeadphoneVirtualizer, EveryEndOfATransferIsToldOnceWithItsCode) {
+TEST(HeadphoneVirtualizer, EveryOutcomeOfATransferIsReportedOnce) {
     const char ofWorker[] = "^. AudioHV: (?!.apply)";  // apply() may end at any time meanwhile
     for (const auto& c : kEnds) {
         SCOPED_TRACE(c.name);

@@ -189,7 +189,7 @@ TEST_F(HidlTest, AnObjectKeepsItsIdentityComesBackToItsOwnerAndCannotGoToAThirdP
     EXPECT_EQ(sent, sp<IBase>(keeper->get("", ""))) << "a result";
 }
 
-TEST_F(HidlTest, TheDeathOfAClientIsToldOnTheRpcThreadToThoseWhoStillWantToKnow) {
+TEST_F(HidlTest, ADeathIsNotifiedOnTheRpcThreadUnlessUnlinked) {
     for (const bool wantsToKnow : {true, false}) {
         Process client([] {
             gOrders.next();
@@ -210,7 +210,7 @@ TEST_F(HidlTest, TheDeathOfAClientIsToldOnTheRpcThreadToThoseWhoStillWantToKnow)
     }
 }
 
-TEST_F(HidlTest, DeathIsToldInTheOrderOfTheLinksToThoseThatTheirOwnerKeeps) {
+TEST_F(HidlTest, ADeathIsNotifiedInTheOrderOfTheLinksToRecipientsThatAreAlive) {
     start();
     std::vector<sp<DeathRecorder>> recorders;
     const sp<V3_1::IHdmiAudio> service = hdmiAudio();
@@ -304,7 +304,7 @@ TEST_F(HidlTest, ACallbackAfterTheAnswerGoesToTheClientsOwnRpcThread) {
     EXPECT_EQ("told", gJournal.next());
 }
 
-TEST_F(HidlTest, NobodyWaitsForWhatAOneWayCallDoes) {
+TEST_F(HidlTest, AOneWayCallDoesNotWait) {
     struct Slow : FakeVirtualizerCallback {
         Return<void> onTransferResult(int32_t) override {
             gOrders.next();
@@ -475,7 +475,7 @@ TEST_F(HidlTest, AClientThatNeverReadsIsGivenUp) {
     EXPECT_TRUE(hdmiAudio()->ping().isOk());
 }
 
-TEST_F(HidlTest, ADescriptorThatTakesLongToCloseHoldsUpNobody) {
+TEST_F(HidlTest, ADescriptorThatIsSlowToCloseBlocksNobody) {
     start();
     // A TCP connection whose other end does not read: closing it waits for what is on the way.
     base::unique_fd listener(socket(AF_INET, SOCK_STREAM, 0)),
@@ -569,7 +569,7 @@ TEST_F(HidlTest, WithoutDescriptorsNewClientsWaitAndTheServerRests) {
     EXPECT_EQ("0", clients.back().reply());
 }
 
-TEST_F(HidlTest, NobodyCallsNothingWakesUp) {
+TEST_F(HidlTest, AnIdleServerIsNotWokenUp) {
     start();
     auto callback = give([](const Words&) {});
     EXPECT_EQ(1, order(hdmiAudio(), {"link"}));
@@ -626,7 +626,7 @@ TEST_F(HidlTest, ADeclaredServiceIsWaitedForByAProcessThatThenHasASecondThread) 
     }
 }
 
-TEST_F(HidlTest, RegistrationsAreTold) {
+TEST_F(HidlTest, RegistrationsAreNotified) {
     Process client([] {
         gOrders.next();
         EXPECT_TRUE(V1_0::IHdmiAudio::registerForNotifications("default", new Notification));

@@ -22,7 +22,7 @@ const Transcript kTranscript("output_external.txt");
 
 using Tv = Running<OutputExternal>;
 
-TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndGoesOnThroughEveryFailure) {
+TEST(OutputExternal, StartPutsWhatIsKeptIntoTheStoreAndContinuesAfterEveryFailure) {
     const struct {
         const char* name;
         std::string file, faults, left;

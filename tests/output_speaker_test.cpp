@@ -85,7 +85,7 @@ TEST(OutputSpeaker, PositionGoesToTheStoreAndToTheHalWhateverEitherSays) {
     }
 }
 
-TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
+TEST(OutputSpeaker, ReportsPositionAndSurroundTypeFromTheStore) {
     const std::string get = "a_mtktvapi_config_get_value";
     const struct {
         const char *name, *stored[3];  // position, surround type, speaker
@@ -116,7 +116,7 @@ TEST(OutputSpeaker, TellsPositionAndSurroundTypeAsFarAsTheStoreDoes) {
     }
 }
 
-TEST(OutputSpeaker, StartGoesOnWithoutTheMiddlewareAfterTwentySeconds) {
+TEST(OutputSpeaker, StartContinuesWithoutTheMiddlewareAfterTwentySeconds) {
     TvWith<OutputSpeaker> tv({.isReady = false});
     tv.start("MTAL_InitExCb 3");
     tv.log.expect(

@@ -106,7 +106,7 @@ TEST(Process, ServesWhileNobodyReadsItsLogAndAfterItsReaderIsGone) {
     }
 }
 
-TEST(Process, HasNothingInPlaceOfClosedDescriptors) {
+TEST(Process, OpensNoFileAsAClosedStandardStream) {
     const TempSet set;
     for (const Lines& words : {Lines{"hidlaudio"}, Lines{"tvset", "primary-hal"}}) {
         const Program program(words, [] { close_range(STDIN_FILENO, STDERR_FILENO, 0); });

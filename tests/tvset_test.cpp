@@ -66,7 +66,7 @@ TEST(Faults, ConcernTheCallsThatTheirLineDescribes) {
     }
 }
 
-TEST(Faults, CountDownAndGiveWayAndStartAnewWithEveryChange) {
+TEST(Faults, CountDownAndGiveWayAndRestartWithEveryChange) {
     const TempSet set;
     for (const int last : {6, 7}) {
         set.write("faults", "init 5 x2\ninit " + std::to_string(last) + " x1\n");
@@ -147,7 +147,7 @@ TEST(ConfigStore, KeepsWhatIsWrittenAndNothingElse) {
     EXPECT_NE(0, a_mtktvapi_config_set_value(-1, "other", 1, 7));
 }
 
-TEST(Seam, LeadsThePathsOfTheSetIntoTheSetAndNoOthers) {
+TEST(Seam, RedirectsThePathsOfTheSetAndNoOthers) {
     const TempSet set({.hasBackEnd = true});
     for (const int result : {0, -1}) {
         EXPECT_EQ(result, access("/data/vendor/tmp/dtv_svc_is_ready", F_OK));
@@ -184,7 +184,7 @@ TEST(SpeedDeathTest, IsAWholeNumberFromOneAndShortensEverySleep) {
     EXPECT_EXIT(sleepLong(), ExitedWithCode(0), "");
 }
 
-TEST(VirtualClock, MovesOnBySleepsAndRunsWhatFallsDue) {
+TEST(VirtualClock, AdvancesBySleepsAndRunsActionsThatAreDue) {
     tvset::VirtualClock clock;
     std::vector<std::pair<int, std::chrono::nanoseconds>> ran;
     const auto note = [&](int name) { return [&, name] { ran.emplace_back(name, clock.now()); }; };
@@ -251,7 +251,7 @@ int askDriver(uint32_t request, void* argument) {
     return ioctl(unique_fd(open(BECTRL_DEVICE, O_RDWR)), request, argument);
 }
 
-TEST(Driver, CopiesTheBytesAndReactsAsTold) {
+TEST(Driver, CopiesTheBytesAndReactsAsConfigured) {
     const TempSet set({.hasBackEnd = true});
     tvset::VirtualClock clock;
     const auto at = [&](std::chrono::nanoseconds time) {
@@ -320,7 +320,7 @@ TEST(Log, ShowsEveryEntryAsOneLineToTheSinkAndToTests) {
     EXPECT_EQ(expected, log.take());
 }
 
-TEST(Log, DropsWhatNobodyReadsAndTellsHowMuch) {
+TEST(Log, DropsWhatNobodyReadsAndReportsHowMuch) {
     const auto logMany = [] {
         for (int i = 0; i < 2000; ++i) tvset::writeToStderr(std::string(100, 'x'));
     };

@@ -186,7 +186,7 @@ size_t countTurns(const std::string& operations) {
     return turns;
 }
 
-TEST(Upload, EveryWorkerTellsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
+TEST(Upload, EveryWorkerReportsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
     TempSet set({.hasBackEnd = true});
     setenv("TVSET_SPEED", kSpeed, 1);
     setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);  // what is freed goes back
