@@ -2,11 +2,13 @@
 
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/program.h"
+#include "tests/support/raw_client.h"
 #include "tests/support/resource_usage.h"
 
 namespace {
 
 using namespace fakes;
+using android::base::unique_fd;
 using V3_1::IHdmiAudio;
 using Clock = std::chrono::steady_clock;
 
@@ -65,6 +67,24 @@ TEST_F(Crowd, ListenersAreNotifiedWhateverOneOfThemDoes) {
     EXPECT_TRUE(mService->hasLogged(": remove callback\nD hdmiaudio: remove callback\n"));
 }
 
+constexpr int kAtOnce = 50;
+
+/** Registers callbacks over connections of their own, which end then: deaths without processes. */
+void registerAndHangUp(int count) {
+    std::vector<RawClient> clients;
+    std::vector<unique_fd> objects;
+    for (int i = 0; i < count; i++) {
+        int ends[2];
+        ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+        objects.emplace_back(ends[0]);
+        const unique_fd theirs(ends[1]);
+        const std::string object = item(uint32_t(1), uint32_t(0), uint64_t(getpid()), uint64_t(i));
+        clients.emplace_back("3.1::IHdmiAudio");
+        clients.back().send(message(3, token("1.1::IHdmiAudio") + object, 1), theirs);
+    }
+    for (const RawClient& client : clients) ASSERT_EQ("0", client.reply());
+}
+
 TEST_F(Crowd, ClientsThatComeAndDieLeaveNothing) {
     const auto comeAndDie = [] {
         Process client([] {
@@ -75,14 +95,17 @@ TEST_F(Crowd, ClientsThatComeAndDieLeaveNothing) {
         ASSERT_EQ(0, client.wait());
     };
     for (int i = 0; i < 10; i++) comeAndDie();  // what grows once, has
-    usleep(300'000);                            // until it has noticed the last one's end
+    registerAndHangUp(kAtOnce);
+    usleep(300'000);  // until it has noticed the last one's end
     const ResourceUsage before(mService->pid());
-    for (int i = 0; i < CROWD; i++) comeAndDie();
+    for (int i = 0; i < CROWD / 20; i++) comeAndDie();
+    for (int i = 0; i < CROWD; i += kAtOnce) registerAndHangUp(kAtOnce);
     EXPECT_TRUE(
             Program::poll([&] { return ResourceUsage(mService->pid()).isNoMoreThan(before, 4); }));
     EXPECT_EQ(0, IHdmiAudio::getService()->setAudioCapabilities({"ARC_DD_PLUS"}));
     const std::string log = mService->err();
-    EXPECT_EQ(size_t(CROWD + 10), countOf(log, "D hdmiaudio: remove callback"));
+    EXPECT_EQ(size_t(10 + CROWD / 20 + kAtOnce + CROWD),
+              countOf(log, "D hdmiaudio: remove callback"));
 }
 
 /** Calls on and on, through restarts. Says what is wrong. */
