@@ -135,7 +135,7 @@ std::string points(const hidl_vec<V3_0::bandEqualizer>& bands, const Layout& lay
     return list;
 }
 
-/** What a polyline cannot show. */
+/** Marks for values that a polyline cannot show. */
 std::string oddGains(const hidl_vec<V3_0::bandEqualizer>& bands, const Layout& layout) {
     std::string svg;
     for (size_t i = 0; i < std::min(bands.size(), kCurveBands); i++) {
@@ -209,7 +209,7 @@ std::string head(const CalibrationPicture& picture) {
                         "default curve of the channel's group, from the set's sound tuning");
 }
 
-/** Anything but a regular file is written to as it is. */
+/** A file that is not regular, such as a pipe, is written in place. */
 void replaceFile(const std::string& name, const std::string& content) {
     struct stat status {};
     const bool isSpecial = lstat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode);

@@ -6,7 +6,7 @@
 
 namespace audioctl {
 
-/** What a picture of a room calibration shows. */
+/** The content of a picture of a room calibration. */
 struct CalibrationPicture {
     bool isOn = false;
     android::hardware::hidl_vec<com::zavo::dtv::hardware::audio::V3_0::calibratedData> channels;
@@ -22,7 +22,7 @@ struct CalibrationPicture {
 std::string draw(const CalibrationPicture& picture);
 
 /**
- * Draws what the service tells into a file. One that is there is replaced once all is written.
+ * Draws the service's calibration into a file. An existing file is replaced once all is written.
  * Throws UsageError if the file cannot be written, and ServiceError if the connection is lost.
  */
 void saveCalibrationSvg(com::zavo::dtv::hardware::audio::V3_1::IAcousticCalibration& service,

@@ -28,7 +28,7 @@ class Callbacks {
     bool areServed() const { return mAreServed; }
 
     /**
-     * The calls that have arrived since the last time, in order: the method's name and the
+     * The calls that have arrived since the last take(), in order: the method's name and the
      * arguments as JSON, separated by blanks.
      */
     std::vector<std::string> take() {
@@ -36,7 +36,7 @@ class Callbacks {
         return std::exchange(mCalls, {});
     }
 
-    /** For the objects: notes a call. */
+    /** Records a call. Called by the objects, on any thread. */
     void note(std::string method, std::initializer_list<Json> arguments) {
         for (const Json& argument : arguments) method += " " + toLine(argument);
         const std::lock_guard<std::mutex> lock(mLock);
@@ -49,7 +49,7 @@ class Callbacks {
     std::vector<std::string> mCalls;  // guarded by mLock
 };
 
-/** What the classes of the objects have in common. */
+/** The common part of the objects' classes. */
 template <typename Interface>
 class Recording : public Interface {
   public:

@@ -6,7 +6,7 @@
 
 namespace audioctl {
 
-/** What the output is made of: ASCII alone, or Unicode with the attributes of a terminal. */
+/** Plain output is ASCII; rich output is Unicode with terminal attributes. */
 enum class Look { PLAIN, RICH };
 
 constexpr size_t kCurveBands = 31;

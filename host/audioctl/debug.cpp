@@ -18,7 +18,7 @@ using android::base::unique_fd;
 
 namespace {
 
-/** What is in a pipe by now: a service that keeps the other end would be waited for. */
+/** The content of a pipe so far, without waiting: the service may keep the other end open. */
 std::string readAll(int pipe) {
     std::string text;
     char piece[4096];

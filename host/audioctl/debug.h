@@ -5,8 +5,8 @@
 namespace audioctl {
 
 /**
- * Prints what a service answers to debug() on standard output, with escapes for all that is not
- * printable ASCII. Throws ServiceError if the connection is lost.
+ * Prints a service's answer to debug() on standard output. Bytes that are not printable ASCII are
+ * escaped. Throws ServiceError if the connection is lost.
  */
 void printDebug(android::hidl::base::V1_0::IBase& service);
 

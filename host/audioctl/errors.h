@@ -16,17 +16,17 @@ class ServiceError : public std::runtime_error {
     using runtime_error::runtime_error;
 };
 
-/** The service does not do what the command asks for, or was not to go on. */
+/** The service has refused the request, or the user has stopped it. */
 class Refusal : public std::runtime_error {
     using runtime_error::runtime_error;
 };
 
-/** Throws ServiceError if a call did not get through. */
+/** Throws ServiceError if a call failed in transport. */
 inline void examine(const android::hardware::details::return_status& status) {
     if (!status.isOk()) throw ServiceError("the call failed: " + status.description());
 }
 
-/** The result of a call. Throws ServiceError if it did not get through. */
+/** The result of a call. Throws ServiceError if it failed in transport. */
 template <typename T>
 T valueOf(const android::hardware::Return<T>& result) {
     examine(result);

@@ -4,7 +4,7 @@
 
 #include "host/audioctl/meanings.h"
 
-/* What `--help` says below the list of options, in 80 columns. */
+/* The texts of `--help` below the list of options, in 80 columns. */
 namespace audioctl {
 
 constexpr char kGeneralHelp[] =

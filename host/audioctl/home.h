@@ -14,7 +14,7 @@ void prepare();
 /** Ends the process with status 2 if there is no TV set to talk to. */
 void requireTvSet();
 
-/** Says where callbacks will be served: on the main thread in serve(), or on another one. */
+/** Whether callbacks will be served on the main thread, in serve(), or on another thread. */
 void configureCallbacks();
 
 /**

@@ -19,7 +19,7 @@ using Json = nlohmann::ordered_json;
 /** One line; whatever bytes its strings hold, it is valid JSON. */
 std::string toLine(const Json& value);
 
-/** The same with escapes for all that is not printable ASCII. */
+/** The same, with everything but printable ASCII escaped. */
 std::string toAsciiLine(const Json& value);
 
 /** A value does not fit its type. The text is `PATH: PROBLEM`, the path being that in the value. */
@@ -27,11 +27,11 @@ class BadValue : public UsageError {
     using UsageError::UsageError;
 
   public:
-    /** What was found in place of a value of a type. */
+    /** For a value that is not of the type. */
     static BadValue expected(const std::string& type, const Json& found);
 };
 
-/** Reads a part of a value; a complaint about it names the step that leads there. */
+/** Reads a part of a value; the message of an error begins with the step to that part. */
 template <typename Read>
 auto readPart(const std::string& step, Read read) {
     try {
@@ -42,8 +42,8 @@ auto readPart(const std::string& step, Read read) {
 }
 
 /**
- * The bytes of a file, which must be less than 1 MiB, as a call must be. That it may wait, for a
- * pipe, is told on standard error. Throws BadValue.
+ * The bytes of a file, which must be less than 1 MiB, as a call must be. A message on standard
+ * error says so before it waits for a pipe. Throws BadValue.
  */
 std::vector<uint8_t> readFile(const std::string& name);
 
@@ -71,8 +71,8 @@ Json toJson(const android::hardware::hidl_vec<T>& list) {
 /**
  * Reads a value of a type, for which a .hal file writes `type`. Throws BadValue.
  *
- * This one is for integers and enumerations. Of an enumeration also a number without a name, or a
- * name, will do.
+ * This one is for integers and enumerations. For an enumeration, names and
+ * numbers without a name are accepted, too.
  */
 template <typename T>
 void fromJson(const Json& value, const std::string& type, T* result) {
@@ -130,7 +130,7 @@ class Fields {
         const Json value = take(name);
         readPart("." + std::string(name), [&] { fromJson(value, type, result); });
     }
-    /** To be called after the last one: there must not be more. */
+    /** To be called after the last field. Throws BadValue if there are more. */
     void end() const;
 
   private:

@@ -5,7 +5,7 @@
 #include <vector>
 
 /*
- * What the codes of an upload mean, in words: for the help and for complaints. The .hal files
+ * The meanings of an upload's result codes, for the help and for error messages. The .hal files
  * define the codes, for any client.
  */
 namespace audioctl {

@@ -21,9 +21,9 @@ struct Parameter {
 };
 
 /**
- * A call whose arguments are settled. The object must offer the method's interface.
+ * A call with its arguments bound. The object must offer the method's interface.
  *
- * @return the result; null if there is none. Throws ServiceError if the call did not get through.
+ * @return the result; null if there is none. Throws ServiceError if the call failed in transport.
  */
 using Call = std::function<Json(IBase& object)>;
 
@@ -68,7 +68,7 @@ class Words {
                         [&] { return read(mWords[i], mParameters[i].type); });
     }
     static bool isFile(const std::string& word) { return !word.empty() && word[0] == '@'; }
-    /** The JSON that a word is or names; else a string. */
+    /** The word as JSON, the JSON of the file that it names, or else a string. */
     static Json toValue(const std::string& word);
 
     const std::vector<std::string>& mWords;
@@ -79,7 +79,7 @@ class Words {
 
 struct Method {
     std::string name;
-    /** The interface that first has it, as IBase::interfaceDescriptor() tells it. */
+    /** The interface that first has it, as IBase::interfaceDescriptor() returns it. */
     std::string descriptor;
     std::vector<Parameter> parameters;
     /** One result, or none. */
@@ -87,7 +87,7 @@ struct Method {
     Call (*settle)(Words& words);
 
     /**
-     * Settles the arguments. Throws UsageError for a wrong number of words and for one that does
+     * Binds the arguments. Throws UsageError for a wrong number of words and for one that does
      * not fit its parameter.
      */
     Call bind(const std::vector<std::string>& words, Callbacks* callbacks) const;

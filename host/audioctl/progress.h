@@ -18,12 +18,12 @@ class Progress {
 
     /** @param bytes appended so far. */
     void appended(int32_t bytes);
-    /** All is appended. To be called again now and then. */
+    /** The transfer runs. To be called periodically. */
     void waiting();
-    /** How often to call it: only a terminal shows the time. Less than 0: once is enough. */
+    /** Period of these calls: only a terminal shows the time. Less than 0: once is enough. */
     std::chrono::milliseconds pause() const;
 
-    /** Says something on a line of its own. */
+    /** Prints a message on a separate line. */
     void say(const std::string& what);
 
   private:

@@ -51,7 +51,7 @@ std::string availability(bool isAvailable) {
     return isAvailable ? "available" : "not available";
 }
 
-/** What a service tells, separated by commas. */
+/** The values of a service, separated by commas. */
 template <typename T, typename InWords>
 std::string list(const hidl_vec<T>& values, InWords inWords) {
     std::string text;
@@ -70,7 +70,7 @@ Lines describeHdmi(V3_1::IHdmiAudio& hdmi, Look) {
     return lines;
 }
 
-/** It is only told things. */
+/** This service has no state. */
 Lines describeListener(V3_1::IOutputEncodingStatusListener&, Look) {
     return {};
 }
@@ -147,7 +147,7 @@ Lines describeCalibration(V3_1::IAcousticCalibration& calibration, Look look) {
     return lines;
 }
 
-/** What there is to tell of a service. */
+/** The section of a service. */
 struct Section {
     std::string title;
     /** Null if the service is not registered. */

@@ -5,7 +5,7 @@
 namespace audioctl {
 
 /**
- * Prints what each service of the set tells of itself on standard output, in at most 80 columns.
+ * Prints the state of each service of the set on standard output, in at most 80 columns.
  * A service that is not registered is shown as such.
  *
  * @return whether there is any service. Throws ServiceError if a connection is lost; what was read

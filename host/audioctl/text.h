@@ -17,7 +17,7 @@ inline void printLine(const std::string& line) {
     }
 }
 
-/** A text that a service has told, with escapes for all that is not printable ASCII. */
+/** A text from a service, with everything but printable ASCII escaped. */
 inline std::string printable(const std::string& text) {
     const std::string quoted = toAsciiLine(text);
     return quoted.substr(1, quoted.size() - 2);

@@ -13,12 +13,12 @@ namespace audioctl {
 class ParameterFile {
   public:
     /**
-     * Throws UsageError if it cannot be read, is no regular file, does not tell its size, or is
+     * Throws UsageError if it cannot be read, is no regular file, has no known size, or is
      * larger than a buffer of the service can be.
      */
     explicit ParameterFile(const std::string& name);
 
-    /** Bytes, at most 2^31 - 1; those that are written behind later are not uploaded. */
+    /** In bytes, at most 2^31 - 1; bytes that are appended to the file later are not uploaded. */
     int32_t size() const { return mSize; }
     /** Reads exactly the next bytes. Throws UsageError if they are not there any more. */
     void read(uint8_t* bytes, size_t count);

@@ -5,14 +5,14 @@
 
 #include <android/hidl/base/1.0/IBase.h>
 
-/* Waiting for what services call back. To be used on the main thread. */
+/* Waiting for callbacks. To be used on the main thread. */
 namespace audioctl {
 
 using android::hidl::base::V1_0::IBase;
 
 /**
- * From the first call on the first SIGINT or SIGTERM is noted only. The next one ends the process,
- * whatever it is doing.
+ * After the first call, the first SIGINT or SIGTERM is only recorded. The next one ends the process
+ * at once.
  */
 void catchStopSignals();
 
@@ -20,9 +20,8 @@ void catchStopSignals();
 bool isStopRequested();
 
 /**
- * Serves the objects of this process until a condition holds. It is looked at first, then after
- * whatever arrives and after a stop signal, and at least once in each `pause` (less than 0: no need
- * to).
+ * Serves the objects of this process until a condition holds. It is checked first, then after
+ * each callback and stop signal, and at least once in each `pause` (less than 0: without limit).
  */
 void serveUntil(const std::function<bool()>& isDone,
                 std::chrono::milliseconds pause = std::chrono::milliseconds(-1));
