@@ -37,7 +37,7 @@ Deadline coarseNow() {
 Channel::Channel(ForeignFd socket, pid_t peer, PeerKind kind)
     : mSocket(std::move(socket)), mPeer(Peer::of(peer)), mKind(kind) {
     mPeer->add(this);
-    // As much as the system grants: a message that fits is sent without waking the peer halfway.
+    // As large as the system allows: a message that fits is sent without waking the peer halfway.
     const int bufferSize = limits::kMaxMessageSize;
     setsockopt(mSocket, SOL_SOCKET, SO_SNDBUF, &bufferSize, sizeof(bufferSize));
 }
@@ -64,7 +64,7 @@ status_t Channel::send(Outgoing* outgoing, Deadline deadline) {
 
 status_t Channel::receive(Message* message, Deadline deadline) {
     while (true) {
-        if (isBounded()) waitFor(mSocket, POLLIN);  // nothing has come yet, as a rule
+        if (isBounded()) waitFor(mSocket, POLLIN);  // usually nothing has come yet
         switch (message->receive(mSocket, isBounded() ? MSG_DONTWAIT : 0)) {
             case Message::Progress::COMPLETE:
                 return OK;

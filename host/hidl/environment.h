@@ -2,7 +2,7 @@
 
 #include <string>
 
-/* What the runtime asks of the machine that it runs on. Implemented by the virtual TV set. */
+/* What the runtime needs to know of its machine. Implemented by the virtual TV set. */
 namespace android::hardware::environment {
 
 /** The directory of the services' sockets; its parent exists. Any thread. */

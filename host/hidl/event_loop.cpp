@@ -17,10 +17,10 @@ namespace android::hardware {
 
 namespace {
 
-/** Most events, and most of what is due, handled in one go, so that both have their turn. */
+/** Limit of events, and of due functions, in one round, so that neither starves the other. */
 constexpr int kBatch = 16;
 
-/** Every connection is a descriptor: be content with no fewer than the system allows. */
+/** Every connection takes a descriptor: raises their limit as far as the system allows. */
 void raiseDescriptorLimit() {
     rlimit limit;
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -80,7 +80,7 @@ std::shared_ptr<EventSource> EventLoop::find(Key key) {
 
 int EventLoop::timeToNext() const {
     if (mDue.empty()) return -1;
-    // Rounded up: nothing is run early.
+    // Rounded up, so that nothing runs early.
     const auto wait =
             std::chrono::ceil<std::chrono::milliseconds>(mDue.begin()->first - Clock::now());
     return static_cast<int>(std::clamp<int64_t>(wait.count(), 0, INT_MAX));

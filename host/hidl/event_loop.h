@@ -17,7 +17,7 @@ namespace android::hardware {
 class EventSource {
   public:
     virtual ~EventSource() = default;
-    /** @param events as epoll tells them. */
+    /** @param events as in epoll_event. */
     virtual void onEvents(uint32_t events) = 0;
 };
 
@@ -41,7 +41,7 @@ class EventLoop {
     void modify(Key key, int fd, uint32_t events);
     /** To be called before the descriptor is closed. Unknown keys do no harm. */
     void remove(Key key, int fd);
-    /** Calls a function on the loop's thread, from which this is called, when its time has come. */
+    /** Calls a function at a time, on the loop's thread. To be called on that thread. */
     void runAt(Clock::time_point when, std::function<void()> function);
 
     /** Runs for ever. A loop that runs already is not run again: the caller then just waits. */
@@ -63,7 +63,7 @@ class EventLoop {
     std::mutex mLock;
     Key mNextKey = 1;                                                // guarded by mLock
     std::unordered_map<Key, std::shared_ptr<EventSource>> mSources;  // guarded by mLock
-    std::multimap<Clock::time_point, std::function<void()>> mDue;    // of the loop's thread
+    std::multimap<Clock::time_point, std::function<void()>> mDue;  // used on the loop's thread only
     std::atomic<bool> mIsRunning{false};
 };
 

@@ -38,7 +38,7 @@ void ForeignCloser::Close(int fd) {
     try {
         std::thread([fd] { close(fd); }).detach();
     } catch (const std::exception&) {
-        // Without a thread or memory for one it stays open: better than to hold up everybody.
+        // Without a thread or memory for one it stays open: better than to block everybody.
     }
 }
 

@@ -28,12 +28,12 @@ constexpr size_t kMaxDeathLinks = 4096;
 constexpr int kMaxNesting = 32;
 /** Memory, in bytes, for messages that are not yet complete. */
 constexpr size_t kMaxPeerMemory = 4 << 20, kMaxMemory = 256 << 20;
-/** What a descriptor of such a message counts. */
+/** What a descriptor of such a message counts as, in bytes. */
 constexpr size_t kDescriptorCost = 64 << 10;
 
 /** Time to take and answer a call of a thread that serves nobody: at start, and of a worker. */
 constexpr Duration kAnswerTimeout = 5s;
-/** The same for a platform HAL while calls are served; it is given up then, so that it is once. */
+/** The same for a platform HAL while calls are served. It is given up then: this happens once. */
 constexpr Duration kHalTimeout = 3s;
 /**
  * Time that a thread that serves calls waits for clients in all, nested calls included, so that

@@ -59,7 +59,7 @@ class Message {
     /** Reads on, once; `flags` as for recvmsg. */
     Progress receive(int socket, int flags);
 
-    /** Nothing has come of a message. */
+    /** No byte of a message has come. */
     bool isEmpty() const { return mBytes.size() == 0; }
     const MessageHeader& header() const {
         return *reinterpret_cast<const MessageHeader*>(mBytes.data());
@@ -74,7 +74,7 @@ class Message {
 
   private:
     Progress advance();
-    /** What has come waits for the rest, `total` bytes in all if they need the heap. */
+    /** Keeps the bytes so far until the rest comes; `total` bytes in all, if they need the heap. */
     Progress hold(size_t total);
     Progress reject(const char* error);
 

@@ -20,7 +20,7 @@ namespace {
 
 using Clock = EventLoop::Clock;
 
-/** Objects by identity. References are never dropped under a lock that their end takes. */
+/** Objects by identity. No reference is dropped under a lock that the object's destructor takes. */
 template <typename Object>
 class ObjectTable {
   public:
@@ -84,14 +84,14 @@ void ServedConnection::onEvents(uint32_t) {
     if (!readCall()) EventLoop::instance().remove(mKey, mChannel.socket());
 }
 
-/** @return whether the connection goes on. */
+/** @return whether the connection stays open. */
 bool ServedConnection::readCall() {
     while (true) {
         switch (mCall.receive(mChannel.socket(), MSG_DONTWAIT)) {
             case Message::Progress::COMPLETE:
                 if (!serveCall()) return false;
                 if (!mCall.isEmpty() && !std::exchange(mGoesOn, true)) {
-                    // Behind a one-way call there may be another: others have their turn first.
+                    // There may be more behind a one-way call: other connections are served first.
                     EventLoop::instance().runAt(Clock::now(), [self = shared_from_this()] {
                         self->mGoesOn = false;
                         if (!self->mChannel.isShutDown()) self->onEvents(0);
@@ -122,7 +122,7 @@ bool ServedConnection::serveCall() {
 
 }  // namespace
 
-/** Leads a hang-up to the object that it concerns, if that still exists. */
+/** Passes a hang-up to its object, if that still exists. */
 class BpHwBinder::Watch : public EventSource {
   public:
     explicit Watch(const wp<BpHwBinder>& binder) : mBinder(binder) {}

@@ -13,7 +13,7 @@ namespace android::hardware {
 
 class Channel;
 
-/** Another process: its connections with this one, and what it takes of this one. Any thread. */
+/** Another process: its connections, and the memory and time that it uses here. Any thread. */
 class Peer {
   public:
     /** The record of a process, the same for all its connections. */
@@ -24,11 +24,11 @@ class Peer {
     pid_t pid() const { return mPid; }
     size_t connections() const;
 
-    /** Logs why a connection is ended: the one line that a peer gets. */
+    /** Logs why a connection is closed, in one line. */
     void logClosed(const char* why) const;
     /** Logs, once while a call is served, that the peer misses calls. Of the RPC thread. */
     void logNotCalled(uint64_t call);
-    /** Counts a peer that did not answer in time as dead: ends all connections with it. */
+    /** Treats a peer that did not answer in time as dead: closes all connections with it. */
     void giveUp(const char* why);
     bool isGivenUp() const { return mIsGivenUp; }
 

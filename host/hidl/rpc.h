@@ -14,7 +14,7 @@ namespace android::hardware {
  */
 status_t exchange(Channel& channel, const MessageHeader& header, const Parcel& data, Parcel* reply);
 
-/** Sends a one-way call. @return OK once it is on its way; or what Channel::send() answers. */
+/** Sends a one-way call. @return OK once it is on its way; or the result of Channel::send(). */
 status_t sendOneWay(Channel& channel, const MessageHeader& header, const Parcel& data);
 
 /**

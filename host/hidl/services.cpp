@@ -39,12 +39,12 @@ using base::unique_fd;
 
 namespace {
 
-/** How long somebody who removes a whole set may take from the run directory to the set itself. */
+/** Time that removing a whole set may take between its run directory and its root. */
 constexpr auto kRemovalTime = std::chrono::milliseconds(200);
 /** How long others may hold the directory's lock: a registration takes no time. */
 constexpr auto kLockInterval = std::chrono::milliseconds(20);
 constexpr int kLockTries = 150;
-/** After which new clients are accepted again when there were no descriptors left. */
+/** After running out of descriptors: time until new clients are accepted again. */
 constexpr auto kDescriptorWait = std::chrono::milliseconds(100);
 /** How often a service that is waited for is looked up. */
 constexpr int kLookUpsPerSecond = 50;
@@ -247,7 +247,7 @@ void Service::onEvents(uint32_t) {
     ForeignFd client(accept4(mSocket, nullptr, nullptr, SOCK_CLOEXEC));
     if (client < 0) {
         if (errno != EMFILE && errno != ENFILE) return;
-        // A client that finds no descriptor left waits. The event would come again at once.
+        // Without a descriptor the client waits: the event would be reported again at once.
         EventLoop::instance().modify(mKey, mSocket, 0);
         EventLoop::instance().runAt(EventLoop::Clock::now() + kDescriptorWait, [this] {
             EventLoop::instance().modify(mKey, mSocket, EPOLLIN);
@@ -321,7 +321,7 @@ void Services::onEvents(uint32_t) {
             const auto [first, last] = mNotifications.equal_range(event.name);
             for (auto it = first; it != last; ++it) registered.push_back(it->second);
         } else if (event.mask & (IN_DELETE | IN_MOVED_FROM) && event.name == name) {
-            // Whoever removes the set as a whole shall have time to do so.
+            // Leaves time to remove the set as a whole.
             inotify_rm_watch(mInotify, mWatch);
             if (std::exchange(mIsRestoring, true)) continue;
             EventLoop::instance().runAt(EventLoop::Clock::now() + kRemovalTime,
@@ -332,7 +332,7 @@ void Services::onEvents(uint32_t) {
     for (const auto& onRegistered : registered) onRegistered();
 }
 
-/** The run directory has gone. */
+/** The run directory has been removed. */
 void Services::restore() {
     std::unique_lock<std::mutex> lock(mLock);
     status_t error = watchDirectory();

@@ -19,13 +19,13 @@ namespace android::hardware {
  */
 
 /**
- * Makes an object reachable, and listens. Files that a dead process left are replaced. Should the
- * run directory vanish, it is made again.
+ * Makes an object reachable, and listens. Files that a dead process left are replaced. If the
+ * run directory is removed, it is made again.
  *
  * @param names of the service, newest version first.
  * @return OK; ALREADY_EXISTS if a live process serves one of the names; BAD_VALUE for a name that
  *     is empty or longer than a file's may be; INVALID_OPERATION for an object that is registered;
- *     or the negative errno of the directory's trouble.
+ *     or a negative errno if the directory cannot be used.
  */
 status_t registerService(const std::vector<std::string>& names, const sp<BHwBinder>& object);
 
@@ -42,7 +42,7 @@ std::vector<std::string> listServices();
  * Notifies of each registration of a service, on the RPC thread; if it is registered already, at
  * once on the calling thread.
  *
- * @return OK or the negative errno of the directory's trouble.
+ * @return OK or a negative errno if the directory cannot be used.
  */
 status_t watchService(const std::string& name,
                       const std::function<void(bool isPreexisting)>& notify);
