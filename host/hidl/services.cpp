@@ -44,7 +44,7 @@ constexpr auto kRemovalTime = std::chrono::milliseconds(200);
 /** How long others may hold the directory's lock: a registration takes no time. */
 constexpr auto kLockInterval = std::chrono::milliseconds(20);
 constexpr int kLockTries = 150;
-/** After running out of descriptors: time until new clients are accepted again. */
+/** After running out of descriptors or memory: time until new clients are accepted again. */
 constexpr auto kDescriptorWait = std::chrono::milliseconds(100);
 /** How often a service that is waited for is looked up. */
 constexpr int kLookUpsPerSecond = 50;
@@ -246,8 +246,8 @@ status_t Service::publish(const RunDirectory& directory) {
 void Service::onEvents(uint32_t) {
     ForeignFd client(accept4(mSocket, nullptr, nullptr, SOCK_CLOEXEC));
     if (client < 0) {
-        if (errno != EMFILE && errno != ENFILE) return;
-        // Without a descriptor the client waits: the event would be reported again at once.
+        if (errno != EMFILE && errno != ENFILE && errno != ENOBUFS && errno != ENOMEM) return;
+        // Without a descriptor or memory the client waits: the event would come again at once.
         EventLoop::instance().modify(mKey, mSocket, 0);
         EventLoop::instance().runAt(EventLoop::Clock::now() + kDescriptorWait, [this] {
             EventLoop::instance().modify(mKey, mSocket, EPOLLIN);
