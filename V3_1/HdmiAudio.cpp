@@ -188,7 +188,7 @@ int32_t HdmiAudio::setArcMp4Capability(std::vector<std::string> capabilities) {
 void HdmiAudio::notify(const std::vector<std::string>& changed) {
     ALOGD("issue capability changed callback event");
     const hidl_vec<hidl_string> names(changed.begin(), changed.end());
-    // A copy, since a client may register another callback from inside of its own.
+    // A copy, since a client may register another callback from within its callback.
     const std::vector<sp<V1_1::IHdmiAudioCallback>> callbacks = mCallbacks;
     for (const auto& callback : callbacks) callback->onCapabilityChanged(names).isOk();
 }

@@ -38,7 +38,7 @@ struct Note {
     int32_t handle = kNoHandle;
     int32_t size = 0;
     int32_t outcome = 0;
-    const char* client = "";  // whether it has been told
+    const char* client = "";  // whether it was notified
 };
 
 /** What the transfers of one kind use. */

@@ -25,7 +25,7 @@ PrimaryHalAccessor::PrimaryHalAccessor() {
         ALOGE("load audio interface failed");
         return;
     }
-    // A failure in transport that nobody asks about would end the process, here and below.
+    // An unchecked transport error would abort the process, here and below.
     sDevicesFactory->openPrimaryDevice(openDeviceCallback).isOk();
 }
 

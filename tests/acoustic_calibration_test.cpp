@@ -47,7 +47,7 @@ TEST(Start, WithoutAHalSendsNothingAndReadsNoFile) {
     kTranscript.expect("start, no HAL", tv);
     EXPECT_FALSE(tv.set.has(kFlag));
 
-    // What is asked for later is sent all the same, and published to nobody.
+    // Later settings are still sent, but not published.
     EXPECT_EQ(0, tv.service->setEnabled(true));
     kTranscript.expect("on, no HAL", tv);
 }

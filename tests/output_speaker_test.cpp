@@ -98,7 +98,7 @@ TEST(OutputSpeaker, ReportsPositionAndSurroundTypeFromTheStore) {
             {"get, out of range", {"-1", "3", "0"}, "", 0, 0},
             {"get, negative type", {"1", "-1", "0"}, "", 1, 0},
             {"get, other speaker", {"1", "2", "1"}, "", 1, 0},
-            // What the store holds must not be taken for what it refuses to tell.
+            // A failed read must not count as a stored value.
             {"get, speaker unreadable", {"1", "2", "1"}, get + "(speaker) 5", 1, 2},
             {"get, all unreadable", {"1", "2", "0"}, get + " 9", 0, 0},
     };

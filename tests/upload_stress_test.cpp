@@ -189,7 +189,7 @@ size_t countTurns(const std::string& operations) {
 TEST(Upload, EveryWorkerReportsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
     TempSet set({.hasBackEnd = true});
     setenv("TVSET_SPEED", kSpeed, 1);
-    setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);  // what is freed goes back
+    setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);  // so that freed memory is returned
     Service service;
     ASSERT_EQ(0, Program({"audioctl", "upload", "hrtf", set.path("eeprom.bin")}).wait());
     usleep(300'000);  // until it has noticed the end of its first client

@@ -22,7 +22,7 @@ using android::hardware::hidl_vec;
 
 namespace {
 
-constexpr int kMostGain = 9;  // dB, what the service accepts in either direction
+constexpr int kMostGain = 9;  // dB: the service accepts -9 to +9
 constexpr int kGainStep = 3;
 constexpr int kBandStep = 5;
 

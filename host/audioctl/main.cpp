@@ -41,7 +41,8 @@ std::vector<std::string> newestServices() {
     std::vector<std::string> names;
     examine(android::hardware::defaultServiceManager()->list(
             [&](const auto& all) { names.assign(all.begin(), all.end()); }));
-    // "PACKAGE@MAJOR.MINOR::INTERFACE/INSTANCE": what is the same service but for its version.
+    // "PACKAGE@MAJOR.MINOR::INTERFACE/INSTANCE": names that differ in the version alone are the
+    // same service.
     std::map<std::string, std::pair<std::pair<int, int>, std::string>> newest;
     for (const std::string& name : names) {
         const size_t at = name.find('@'), end = name.find("::", at);

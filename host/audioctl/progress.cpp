@@ -65,7 +65,7 @@ void Progress::say(const std::string& what) {
 void Progress::draw(std::string line) {
     const size_t length = std::min(line.size(), usableColumns());
     line.resize(length);
-    // Blanks clear what is left of a longer line, on any terminal.
+    // Blanks erase the rest of a longer line, on any terminal.
     fprintf(stderr, "\r%-*s", static_cast<int>(std::min(mColumns, usableColumns())), line.c_str());
     mColumns = length;
 }

@@ -83,7 +83,7 @@ class Program : public Process {
 /** The service, which has answered a first call by now. */
 struct Service : public Program {
     Service() : Program({"hidlaudio"}) {
-        EXPECT_TRUE(poll([] {  // for the one that is registered last
+        EXPECT_TRUE(poll([] {  // until the last service is registered
             return Program({"audioctl", "call", "IHeadphoneVirtualizer", "getMaxAppendSize"})
                            .wait() == 0;
         })) << err();
