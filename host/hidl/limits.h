@@ -44,7 +44,7 @@ constexpr Duration kServeTimeout = 2s;
 constexpr int kServeFraction = 4;
 /** Share of that for one peer in one call. A peer never gets more than half of what is left. */
 constexpr Duration kPeerTimeout = 1s;
-/** A peer for which less than this is left is not called. */
+/** A peer for which less than this is left gets no call that has a reply. */
 constexpr Duration kMinTimeout = 50ms;
 
 }  // namespace android::hardware::limits
