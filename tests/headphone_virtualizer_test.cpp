@@ -494,10 +494,10 @@ TEST(HeadphoneVirtualizer, ABufferInTransferIsDiscardedAfterItsEnd) {
 
 TEST(HeadphoneVirtualizer, ABufferWhoseTransferEndsDuringAnAppendIsNotFound) {
     Tv tv;
-    const int32_t handle = tv.send(kDevice);
     tv.log.onLine = [&](const std::string& line) {
         if (line.find("[appendInt] start") != line.npos) tv.pass(1s);
     };
+    const int32_t handle = tv.send(kDevice);
     EXPECT_EQ(-1, tv.service->append(handle, {}));
     tv.log.onLine = nullptr;
     EXPECT_EQ(Codes{0}, tv.client->outcomes);
