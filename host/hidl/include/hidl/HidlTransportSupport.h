@@ -158,33 +158,32 @@ sp<IBinder> findService(const std::string& descriptor, const std::string& instan
 /** The local interface object behind a stub, or null for a remote one. */
 sp<hidl::base::V1_0::IBase> localObject(const sp<IBinder>& binder);
 
+}  // namespace details
+
+/** The interface object that a binder, received in a call or found by name, stands for. */
+template <typename IType, typename ProxyType, typename StubType>
+sp<IType> fromBinder(const sp<IBinder>& binder) {
+    if (binder == nullptr) return nullptr;
+    sp<hidl::base::V1_0::IBase> local = details::localObject(binder);
+    if (local == nullptr) return new ProxyType(binder);
+    // Others chose which of our objects this is: it may be one of another interface.
+    if (!details::canCastInterface(local.get(), IType::descriptor).withDefault(false)) {
+        return nullptr;
+    }
+    return static_cast<IType*>(local.get());
+}
+
+namespace details {
+
 template <typename BpType, typename IType = typename BpType::Pure>
 sp<IType> getServiceInternal(const std::string& instance, bool retry, bool getStub) {
     if (getStub) return nullptr;
-    sp<IBinder> binder = findService(IType::descriptor, instance, retry);
-    if (binder == nullptr) return nullptr;
-    if (sp<hidl::base::V1_0::IBase> local = localObject(binder); local != nullptr) {
-        return static_cast<IType*>(local.get());
-    }
-    return new BpType(binder);
+    return fromBinder<IType, BpType, void>(findService(IType::descriptor, instance, retry));
 }
 
 status_t registerAsServiceInternal(const sp<hidl::base::V1_0::IBase>& service,
                                    const std::string& instance);
 
 }  // namespace details
-
-/** The interface object that a binder received in a call stands for. */
-template <typename IType, typename ProxyType, typename StubType>
-sp<IType> fromBinder(const sp<IBinder>& binder) {
-    if (binder == nullptr) return nullptr;
-    sp<hidl::base::V1_0::IBase> local = details::localObject(binder);
-    if (local == nullptr) return new ProxyType(binder);
-    // The peer chose which of our objects comes back: it may be one of another interface.
-    if (!details::canCastInterface(local.get(), IType::descriptor).withDefault(false)) {
-        return nullptr;
-    }
-    return static_cast<IType*>(local.get());
-}
 
 }  // namespace android::hardware
