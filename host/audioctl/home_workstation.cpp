@@ -1,5 +1,6 @@
 /* On a workstation the main thread serves callbacks: each is answered before audioctl ends. */
 
+#include <errno.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
@@ -8,6 +9,7 @@
 
 #include <android/log.h>
 #include <hidl/HidlTransportSupport.h>
+#include <log/log.h>
 
 #include "host/audioctl/home.h"
 #include "host/hidl/event_loop.h"
@@ -35,7 +37,9 @@ void prepare() {
         fprintf(stderr, "audioctl: %s\n", text);
     });
     gWakeUp = std::make_shared<WakeUp>();
-    EventLoop::instance().add(gWakeUp->fd, EPOLLIN | EPOLLET, gWakeUp, &gWakeUp->key);
+    const bool isWatched =
+            EventLoop::instance().add(gWakeUp->fd, EPOLLIN | EPOLLET, gWakeUp, &gWakeUp->key);
+    LOG_ALWAYS_FATAL_IF(!isWatched, "no events for callbacks, errno %d", errno);
 }
 
 void requireTvSet() {

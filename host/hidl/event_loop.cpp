@@ -40,7 +40,7 @@ EventLoop::EventLoop() : mEpoll(epoll_create1(EPOLL_CLOEXEC)) {
     LOG_ALWAYS_FATAL_IF(mEpoll < 0, "no event loop, errno %d", errno);
 }
 
-void EventLoop::add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key) {
+bool EventLoop::add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key) {
     epoll_event event{};
     event.events = events;
     {
@@ -48,7 +48,9 @@ void EventLoop::add(int fd, uint32_t events, std::shared_ptr<EventSource> source
         event.data.u64 = *key = mNextKey++;
         mSources[*key] = std::move(source);
     }
-    epoll_ctl(mEpoll, EPOLL_CTL_ADD, fd, &event);
+    if (epoll_ctl(mEpoll, EPOLL_CTL_ADD, fd, &event) == 0) return true;
+    remove(*key, fd);
+    return false;
 }
 
 void EventLoop::modify(Key key, int fd, uint32_t events) {

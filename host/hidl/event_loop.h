@@ -36,8 +36,9 @@ class EventLoop {
      * Waits for events of a descriptor, level-triggered; the loop shares in the source.
      *
      * @param key set before the first event can arrive on any thread.
+     * @return false if the system watches no more descriptors; the source is not kept.
      */
-    void add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key);
+    [[nodiscard]] bool add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key);
     void modify(Key key, int fd, uint32_t events);
     /** To be called before the descriptor is closed. Unknown keys do no harm. */
     void remove(Key key, int fd);

@@ -64,8 +64,8 @@ class ServedConnection : public EventSource, public std::enable_shared_from_this
     ServedConnection(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, PeerKind kind)
         : mObject(object), mChannel(std::move(socket), peer, kind) {}
 
-    void start() {
-        EventLoop::instance().add(mChannel.socket(), EPOLLIN, shared_from_this(), &mKey);
+    bool start() {
+        return EventLoop::instance().add(mChannel.socket(), EPOLLIN, shared_from_this(), &mKey);
     }
     void onEvents(uint32_t events) override;
 
@@ -171,9 +171,11 @@ status_t BpHwBinder::linkToDeath(const sp<DeathRecipient>& recipient) {
         return NO_MEMORY;
     }
     mRecipients.push_back(recipient);
-    if (mWatchKey == 0) {
-        EventLoop::instance().add(mChannel.socket(), EPOLLRDHUP, std::make_shared<Watch>(this),
-                                  &mWatchKey);
+    if (mWatchKey == 0 && !EventLoop::instance().add(mChannel.socket(), EPOLLRDHUP,
+                                                     std::make_shared<Watch>(this), &mWatchKey)) {
+        mRecipients.pop_back();
+        mWatchKey = 0;
+        return NO_MEMORY;
     }
     return OK;
 }
@@ -211,8 +213,8 @@ BHwBinder::~BHwBinder() {
     gExported.erase(mIdentity, this);
 }
 
-void startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, PeerKind kind) {
-    std::make_shared<ServedConnection>(object, std::move(socket), peer, kind)->start();
+bool startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, PeerKind kind) {
+    return std::make_shared<ServedConnection>(object, std::move(socket), peer, kind)->start();
 }
 
 status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReference* reference,
@@ -227,7 +229,9 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
     end->reset(ends[0]);
     const sp<BHwBinder> local = object->localBinder();
     exportObject(local);
-    startServing(local, ForeignFd(ends[1]), channel.peer().pid(), PeerKind::SERVICE);
+    if (!startServing(local, ForeignFd(ends[1]), channel.peer().pid(), channel.kind())) {
+        return NO_MEMORY;
+    }
     *reference = {ObjectReference::SENT_ALONG, 0, local->identity()};
     return OK;
 }
@@ -236,13 +240,14 @@ sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Ch
     if (reference.kind == ObjectReference::RETURNED) return findExported(reference.identity);
     const Peer& peer = channel.peer();
     if (reference.kind != ObjectReference::SENT_ALONG || reference.identity.isNull() ||
-        !isUnixStream(socket) || trustedPeer(socket) != peer.pid() ||
-        peer.connections() >= limits::kMaxConnections) {
+        !isUnixStream(socket) || trustedPeer(socket) != peer.pid()) {
         return nullptr;
     }
-    const bool isHal = channel.kind() == PeerKind::HAL;
-    return import(reference.identity, std::move(socket), peer.pid(),
-                  isHal ? PeerKind::HAL : PeerKind::CLIENT);
+    if (peer.connections() >= limits::kMaxConnections) {
+        channel.reject("it has too many");
+        return nullptr;
+    }
+    return import(reference.identity, std::move(socket), peer.pid(), channel.kind());
 }
 
 void exportObject(const sp<BHwBinder>& object) {

@@ -37,8 +37,11 @@ class BpHwBinder : public IBinder {
 
 /**
  * Serves an object of this process to one peer, on a connection that keeps the object alive.
+ *
+ * @return false if the system watches no more descriptors; the connection is closed.
  */
-void startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer, PeerKind kind);
+[[nodiscard]] bool startServing(const sp<BHwBinder>& object, ForeignFd socket, pid_t peer,
+                                PeerKind kind);
 
 /** How a reference to an object stands in a message. */
 struct ObjectReference {
@@ -56,7 +59,8 @@ struct ObjectReference {
  * Makes the reference by which the peer of a channel will know an object.
  *
  * @param end set to the peer's end of a new connection if one goes along.
- * @return OK; NO_MEMORY without descriptors; INVALID_OPERATION for an object of a third process.
+ * @return OK; NO_MEMORY without descriptors or room for another connection; INVALID_OPERATION for
+ *     an object of a third process.
  */
 status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReference* reference,
                base::unique_fd* end);

@@ -101,7 +101,7 @@ status_t Parcel::writeNativeHandleNoDup(const native_handle_t* handle) {
 }
 
 status_t Parcel::malformed() const {
-    if (!mIsMalformed && mChannel != nullptr) {
+    if (!mIsMalformed && mChannel != nullptr && !mChannel->isShutDown()) {
         const auto* head = reinterpret_cast<const MessageHeader*>(mBytes.data());
         const bool isCall = head->kind == MessageHeader::kCall;
         mChannel->reject(isCall ? "malformed arguments" : "malformed results");

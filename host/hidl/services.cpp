@@ -112,11 +112,13 @@ class RunDirectory {
     status_t setLink(const std::string& link, const std::string& target) const {
         const std::string fresh = ".new";
         remove(fresh);
-        if (symlinkat(target.c_str(), mFd, fresh.c_str()) != 0 ||
-            renameat(mFd, fresh.c_str(), mFd, link.c_str()) != 0) {
-            return -errno;
+        if (symlinkat(target.c_str(), mFd, fresh.c_str()) == 0 &&
+            renameat(mFd, fresh.c_str(), mFd, link.c_str()) == 0) {
+            return OK;
         }
-        return OK;
+        const status_t error = -errno;
+        remove(fresh);
+        return error;
     }
 
     void remove(const std::string& name) const { unlinkat(mFd, name.c_str(), 0); }
@@ -173,13 +175,13 @@ class Service : public EventSource {
     bool serves(const Service& other) const { return mObject == other.mObject; }
     /** Whether a live process serves one of the names. */
     bool isTaken(const RunDirectory& directory) const;
-    /** Puts socket and links into the directory. @return OK or a negative errno. */
-    status_t publish(const RunDirectory& directory);
-    /** Starts to accept clients. @param self shares in this object. */
-    void start(const std::shared_ptr<Service>& self) {
-        EventLoop::instance().add(mSocket, EPOLLIN, self, &mKey);
-    }
-    void stop() { EventLoop::instance().remove(mKey, mSocket); }
+    /**
+     * Puts socket and links into the directory, and accepts clients. The previous socket is closed.
+     *
+     * @param self shares in this object.
+     * @return OK or a negative errno, with nothing of it left in the directory.
+     */
+    status_t publish(const RunDirectory& directory, const std::shared_ptr<Service>& self);
     void onEvents(uint32_t events) override;
 
   private:
@@ -206,8 +208,10 @@ class Services : public EventSource {
 
   private:
     void startWatching(const std::shared_ptr<Services>& self);
+    int addWatch() const;
     status_t watchDirectory();
     void restore();
+    std::vector<std::function<void()>> allRegistered() const;
 
     std::mutex mLock;
     std::vector<std::shared_ptr<Service>> mServices;                   // guarded by mLock
@@ -228,19 +232,25 @@ bool Service::isTaken(const RunDirectory& directory) const {
     });
 }
 
-status_t Service::publish(const RunDirectory& directory) {
+status_t Service::publish(const RunDirectory& directory, const std::shared_ptr<Service>& self) {
     Identity stale;
     if (directory.find(mLinks.front(), &stale)) directory.remove(hex(stale));
-    const Identity& identity = mObject->identity();
-    mSocket = directory.listenAt(identity);
+    EventLoop::instance().remove(mKey, mSocket);
+    const std::string file = hex(mObject->identity());
+    mSocket = directory.listenAt(mObject->identity());
     if (mSocket < 0) return -errno;
     exportObject(mObject);
-    for (const std::string& link : mLinks) {
-        const bool isNewest = link == mLinks.front();
-        const status_t error = directory.setLink(link, isNewest ? hex(identity) : mLinks.front());
-        if (error != OK) return error;
+    status_t error = OK;
+    for (size_t i = 0; error == OK && i < mLinks.size(); i++) {
+        error = directory.setLink(mLinks[i], i == 0 ? file : mLinks.front());
     }
-    return OK;
+    if (error == OK && !EventLoop::instance().add(mSocket, EPOLLIN, self, &mKey)) error = NO_MEMORY;
+    if (error != OK) {
+        for (const std::string& link : mLinks) directory.remove(link);
+        directory.remove(file);
+        mSocket.reset();
+    }
+    return error;
 }
 
 void Service::onEvents(uint32_t) {
@@ -259,22 +269,30 @@ void Service::onEvents(uint32_t) {
     if (peer < 0) return record->logClosed("it belongs to another user");
     if (record->connections() >= limits::kMaxConnections)
         return record->logClosed("it has too many");
+    bool isStarted = false;
     try {
-        startServing(mObject, std::move(client), peer, PeerKind::CLIENT);
+        isStarted = startServing(mObject, std::move(client), peer, PeerKind::CLIENT);
     } catch (const std::bad_alloc&) {
-        record->logClosed("no memory left for it");
     }
+    if (!isStarted) record->logClosed("no memory left for it");
 }
 
 void Services::startWatching(const std::shared_ptr<Services>& self) {
-    EventLoop::instance().add(mInotify, EPOLLIN, self, &mKey);
+    const bool isWatching = EventLoop::instance().add(mInotify, EPOLLIN, self, &mKey);
+    ALOGW_IF(!isWatching, "the run directory is not watched: %s", strerror(errno));
+}
+
+/** Watches the run directory. @return its watch, or -1 with errno. */
+int Services::addWatch() const {
+    return inotify_add_watch(mInotify, environment::runDirectory().c_str(),
+                             IN_MOVED_TO | IN_ONLYDIR | IN_DONT_FOLLOW);
 }
 
 /** Makes the run directory unless it is there. @return OK or a negative errno. */
 status_t Services::watchDirectory() {
     const std::filesystem::path path = environment::runDirectory();
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return -errno;
-    mWatch = inotify_add_watch(mInotify, path.c_str(), IN_MOVED_TO | IN_ONLYDIR | IN_DONT_FOLLOW);
+    mWatch = addWatch();
     if (mWatch < 0) return -errno;
     // Its sockets keep a removed directory alive: only its parent shows that it is gone.
     inotify_add_watch(mInotify, path.parent_path().c_str(), IN_DELETE | IN_MOVED_FROM);
@@ -295,9 +313,8 @@ status_t Services::add(const std::shared_ptr<Service>& service) {
     }
     if (error != OK) return error;
     if (service->isTaken(directory)) return ALREADY_EXISTS;
-    if (error = service->publish(directory); error != OK) return error;
+    if (error = service->publish(directory, service); error != OK) return error;
     mServices.push_back(service);
-    service->start(service);
     return OK;
 }
 
@@ -313,23 +330,42 @@ void Services::onEvents(uint32_t) {
     const ssize_t size = TEMP_FAILURE_RETRY(read(mInotify, buffer, sizeof(buffer)));
     const auto name = std::filesystem::path(environment::runDirectory()).filename();
     std::vector<std::function<void()>> registered;  // called without the lock
+    bool areLost = false, isRemoved = false;
     std::unique_lock<std::mutex> lock(mLock);
     for (ssize_t at = 0; at < size;) {
         const auto& event = *reinterpret_cast<const inotify_event*>(buffer + at);
         at += ssize_t(sizeof(event) + event.len);
+        areLost |= event.mask & IN_Q_OVERFLOW;
+        isRemoved |= event.mask & (IN_DELETE | IN_MOVED_FROM) && event.name == name;
         if (event.wd == mWatch && event.mask & IN_MOVED_TO) {
             const auto [first, last] = mNotifications.equal_range(event.name);
             for (auto it = first; it != last; ++it) registered.push_back(it->second);
-        } else if (event.mask & (IN_DELETE | IN_MOVED_FROM) && event.name == name) {
+        }
+    }
+    if (areLost) {                          // whatever they would have told
+        isRemoved |= addWatch() != mWatch;  // the same for the same directory
+        registered = allRegistered();
+    }
+    if (isRemoved) {
+        registered.clear();  // they will be looked for
+        inotify_rm_watch(mInotify, mWatch);
+        if (!std::exchange(mIsRestoring, true)) {
             // Leaves time to remove the set as a whole.
-            inotify_rm_watch(mInotify, mWatch);
-            if (std::exchange(mIsRestoring, true)) continue;
             EventLoop::instance().runAt(EventLoop::Clock::now() + kRemovalTime,
                                         [this] { restore(); });
         }
     }
     lock.unlock();
     for (const auto& onRegistered : registered) onRegistered();
+}
+
+/** Notifications of all services that are there. */
+std::vector<std::function<void()>> Services::allRegistered() const {
+    std::vector<std::function<void()>> registered;
+    for (const auto& [link, onRegistered] : mNotifications) {
+        if (lookUp(link)) registered.push_back(onRegistered);
+    }
+    return registered;
 }
 
 /** The run directory has been removed. */
@@ -344,21 +380,16 @@ void Services::restore() {
     }
     mIsRestoring = false;
     for (const auto& service : mServices) {
-        if (error != OK) break;
-        service->stop();
-        error = service->publish(directory);
-        service->start(service);
+        if (error == OK) error = service->publish(directory, service);
     }
     if (!mServices.empty()) {
         ALOGW("%s was removed; its sockets are %s", environment::runDirectory().c_str(),
               error == OK ? "back" : StringPrintf("lost: %s", strerror(-error)).c_str());
     }
     // Others may have made the directory again, and registered, before it was watched.
-    const auto notifications = mNotifications;
+    const auto registered = allRegistered();
     lock.unlock();
-    for (const auto& [link, onRegistered] : notifications) {
-        if (lookUp(link)) onRegistered();
-    }
+    for (const auto& onRegistered : registered) onRegistered();
 }
 
 PeerKind kindOf(const std::string& link) {
