@@ -182,6 +182,8 @@ TEST(Debug, ReturnsWhateverDescriptorAClientPasses) {
     broken.from.reset();
     EXPECT_TRUE(debug(*listener, full.to) && debug(*listener, broken.to));
     EXPECT_TRUE(listener->debug(nullptr, {}).isOk());
+    EXPECT_TRUE(debug(*listener, unique_fd(open(set.path("lock").c_str(), O_RDWR))));
+    EXPECT_TRUE(Program({"hidlaudio"}).hasLogged("has a service: process")) << "it keeps the lock";
     Program program({"audioctl", "debug", "IOutputEncodingStatusListener@2.0"});
     EXPECT_EQ(0, program.wait());
     EXPECT_EQ(kNone, program.out());

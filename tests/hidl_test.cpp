@@ -104,6 +104,13 @@ TEST_F(HidlTest, ACallThatASetCouldNotCarryFailsAloneAndTheNextOneArrives) {
         const std::vector<V3_0::calibratedData> list(entries, {"FL", bands, 0, 0});
         EXPECT_EQ(expected, calibration->setCalibratedData(list).withDefault(-99));
     }
+    // One-way calls may take half of the room.
+    const MessageHeader header{MessageHeader::kCall, 1, IBinder::FLAG_ONEWAY, 0, 0, 0, {}};
+    for (const bool isTooMuch : {false, true}) {
+        Parcel parcel;
+        parcel.writeBytes(ones.data(), ((1 << 20) - 2 * 4096) / 2 - 48 + isTooMuch);
+        EXPECT_EQ(isTooMuch, bytesOnTheWire(parcel, header) == "refused");
+    }
 }
 
 TEST_F(HidlTest, CallsWithinEachOtherShareTheRoomForCalls) {
@@ -189,6 +196,22 @@ TEST_F(HidlTest, AnObjectKeepsItsIdentityComesBackToItsOwnerAndCannotGoToAThirdP
     EXPECT_EQ(sent, sp<IBase>(keeper->get("", ""))) << "a result";
 }
 
+TEST_F(HidlTest, ARegistrationThatFailsHalfWayLeavesNothingInTheWayOfTheNextOne) {
+    const std::string audio = mSet.path("run/com.zavo.dtv.hardware.audio@");
+    const std::string older = audio + "2.0::IOutputSpeaker%2Fmine";
+    std::filesystem::create_directories(older);
+    const sp<V3_1::IOutputSpeaker> speaker = new FakeSpeaker;
+    EXPECT_EQ(-EISDIR, speaker->registerAsService("mine"));
+    for (const auto& left : std::filesystem::directory_iterator(mSet.path("run"))) {
+        EXPECT_EQ(older, left.path());
+    }
+    std::filesystem::remove(older);
+    EXPECT_EQ(OK, speaker->registerAsService("mine"));
+    EXPECT_EQ(speaker, V2_0::IOutputSpeaker::getService("mine"));
+    std::filesystem::rename(older, audio + "3.1::IHdmiAudio%2Fmine");
+    EXPECT_EQ(nullptr, V3_1::IHdmiAudio::getService("mine")) << "of another interface";
+}
+
 TEST_F(HidlTest, ADeathIsNotifiedOnTheRpcThreadUnlessUnlinked) {
     for (const bool wantsToKnow : {true, false}) {
         Process client([] {
@@ -208,6 +231,10 @@ TEST_F(HidlTest, ADeathIsNotifiedOnTheRpcThreadUnlessUnlinked) {
         EXPECT_EQ(0, order(hdmiAudio(), {"link"})) << "to a dead one";
         EXPECT_EQ("(nothing)", gJournal.next(200ms));
     }
+    auto callback = give([](const Words&) {});
+    for (int i = 0; i < 4096; i++) ASSERT_EQ(1, order(hdmiAudio(), {"link"}));
+    EXPECT_EQ(0, order(hdmiAudio(), {"link"}));
+    EXPECT_EQ(closed("its object has too many death links"), gJournal.next());
 }
 
 TEST_F(HidlTest, ADeathIsNotifiedInTheOrderOfTheLinksToRecipientsThatAreAlive) {
@@ -323,6 +350,38 @@ TEST_F(HidlTest, AOneWayCallDoesNotWait) {
         gOrders.say("go");
         EXPECT_EQ("done", gJournal.next());
     }
+}
+
+TEST_F(HidlTest, AFloodOfOneWayCallsHoldsUpNeitherItsSenderNorOthers) {
+    start();
+    const auto call = [](const std::string& order, const std::string& line) {
+        return message(2, token("1.0::IHdmiAudio") + head(2) + head(order.size()) +
+                                  head(line.size()) + text(order) + text(line));
+    };
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 32; i++) {
+        clients.emplace_back("3.1::IHdmiAudio");
+        clients.back().send(call("keep", "it"));
+        EXPECT_EQ("0", clients.back().reply()) << "accepted by now";
+    }
+    const RawClient &honest = clients.front(), &busy = clients.back();
+    busy.send(call("wait", ""));
+    std::string flood;
+    constexpr uint32_t kNotifySyspropsChanged = 0x0F535953;
+    for (int i = 0; i < 50; i++) {
+        flood += oneWay(message(kNotifySyspropsChanged, text("android.hidl.base@1.0::IBase")));
+    }
+    for (int i = 1; i < 31; i++) EXPECT_TRUE(clients[i].send(flood));
+    honest.send(call("say", "honest"));
+    EXPECT_TRUE(hdmiAudio()->notifySyspropsChanged().isOk());
+    EXPECT_TRUE(hdmiAudio()->setHALInstrumentation().isOk());
+    EXPECT_EQ(-1, recv(busy.socket(), flood.data(), 1, MSG_DONTWAIT)) << "none of these has waited";
+    gOrders.say("go on");
+    int before = 0;
+    while (gJournal.next() == "properties changed") before++;
+    EXPECT_LE(30, before);
+    EXPECT_GT(4 * 30, before) << "of 50 * 30";
+    EXPECT_EQ("0", honest.reply());
 }
 
 /** Messages of IHdmiAudio and IOutputExternal, right and wrong. */
@@ -546,6 +605,10 @@ TEST_F(HidlTest, FiveHundredClientsAreServedAtOnceAndOnePeerHasABound) {
     while (clients.size() < 2048) clients.emplace_back("3.1::IHdmiAudio");
     EXPECT_EQ("closed", RawClient("3.1::IHdmiAudio").reply());
     EXPECT_EQ(closed("it has too many"), gJournal.next());
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+    clients[0].send(message(3, token("1.1::IHdmiAudio") + item(1, 0, 1LL, 2LL), 1), ends[0]);
+    EXPECT_EQ(closed("it has too many"), gJournal.next()) << "with that of an object";
     clients.clear();
     while (order(hdmiAudio(), {"keep", "it"}) != 2) usleep(10'000);  // until it has noticed
 }
@@ -636,12 +699,22 @@ TEST_F(HidlTest, RegistrationsAreNotified) {
     start();
     gOrders.say("register");
     EXPECT_EQ(name + " is there", gJournal.next());
-    for (const char* removed : {"none", "run"}) {
-        mServer.reset();
-        mSet.remove(removed);
-        mServer = std::make_unique<Process>(fakes::serve);
-        std::set<std::string> lines{gJournal.next(), gJournal.next()};
-        EXPECT_EQ((std::set<std::string>{"ready", name + " has come"}), lines) << removed;
+    const int most = std::stoi(readFile("/proc/sys/fs/inotify/max_queued_events"));
+    for (const bool areLost : {true, false}) {
+        for (const char* removed : {"none", "run"}) {
+            SCOPED_TRACE(removed + std::string(areLost ? ", and events are lost" : ""));
+            mServer.reset();
+            client.stop();
+            std::string from = mSet.path("run/a"), to = mSet.path("run/b");
+            mSet.write("run/a", "");
+            for (int i = 0; areLost && i <= most; i++, swap(from, to))
+                rename(from.c_str(), to.c_str());
+            mSet.remove(removed);
+            start();
+            client.resume();
+            EXPECT_EQ(name + " has come", gJournal.next());
+            EXPECT_EQ("(nothing)", gJournal.next(300ms));
+        }
     }
 }
 

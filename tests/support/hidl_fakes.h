@@ -88,6 +88,10 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
         gJournal.say(what);
         return Void();
     }
+    Return<void> notifySyspropsChanged() override {
+        gJournal.say("properties changed");
+        return Void();
+    }
     int32_t tell(const Words& words) {
         Return<void> told = callback->onCapabilityChanged(words);
         return told.isOk() ? 0 : told.isDeadObject() ? -1 : -2;

@@ -89,10 +89,11 @@ inline std::string token(const std::string& interface) {
 }
 
 /** The message that a parcel becomes. */
-inline std::string bytesOnTheWire(const android::hardware::Parcel& parcel) {
+inline std::string bytesOnTheWire(const android::hardware::Parcel& parcel,
+                                  const MessageHeader& header = {}) {
     using android::hardware::Channel;
     android::hardware::Outgoing outgoing;
-    if (outgoing.prepare({}, parcel, Channel({}, 0, android::hardware::PeerKind::SERVICE)) != 0)
+    if (outgoing.prepare(header, parcel, Channel({}, 0, android::hardware::PeerKind::SERVICE)) != 0)
         return "refused";
     std::string bytes;
     for (size_t i = 0; i < outgoing.parts().size(); i++) {
