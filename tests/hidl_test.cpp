@@ -20,6 +20,7 @@ namespace {
 
 using namespace fakes;
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using hidl::base::V1_0::DebugInfo;
 using Clock = std::chrono::steady_clock;
 
@@ -456,6 +457,12 @@ TEST_F(HidlTest, CallsThatDoNotFitAreAnsweredWithAnErrorOrNotAtAll) {
     EXPECT_TRUE(client.send(oneWay(message(99, "")) + oneWay(messages::kWhole) + messages::kWhole));
     EXPECT_EQ("0", client.reply()) << "none of them is hostile";
     EXPECT_EQ("(nothing)", gJournal.next(0ms));
+    std::string greedy = messages::kWhole;
+    greedy[offsetof(MessageHeader, space) + 2] = 0x10;  // of a mebibyte
+    for (const std::string& call : {greedy, messages::list(std::string(1'044'000, 'x'))}) {
+        EXPECT_TRUE(client.send(call));
+        EXPECT_EQ(std::to_string(uint32_t(FAILED_TRANSACTION)), client.reply());
+    }
 }
 
 TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
@@ -581,15 +588,23 @@ TEST_F(HidlTest, ANameBelongsToALiveProcessAndIsFreeWhenThatIsDead) {
         }
         pause();
     });
+    const auto expectListed = [](const Words& names) {
+        const auto compare = [&](const Words& listed) { EXPECT_EQ(names, listed); };
+        EXPECT_TRUE(defaultServiceManager()->list(compare).isOk());
+    };
     start();
     gOrders.say("register");
     EXPECT_EQ(std::to_string(ALREADY_EXISTS), gJournal.next());
     EXPECT_TRUE(hdmiAudio()->ping().isOk());
     mServer->end();
     EXPECT_EQ(nullptr, hdmiAudio());
+    expectListed({});
     gOrders.say("register");
     EXPECT_EQ("0", gJournal.next());
-    EXPECT_TRUE(V1_0::IHdmiAudio::getService("default")->ping().isOk());
+    const std::string oldest = V1_0::IHdmiAudio::descriptor;
+    EXPECT_TRUE(sp<IBase>(defaultServiceManager()->get(oldest, "default"))->ping().isOk());
+    expectListed({oldest + "/default", V1_1::IHdmiAudio::descriptor + "/default"s,
+                  V3_1::IHdmiAudio::descriptor + "/default"s});
     EXPECT_EQ(std::filesystem::perms(0700),
               std::filesystem::status(mSet.path("run")).permissions());
 }
@@ -674,9 +689,9 @@ TEST_F(HidlTest, ADeclaredServiceIsWaitedForByAProcessThatThenHasASecondThread) 
             __android_log_set_logger(logToJournal);
             if (isLimited) configureRpcThreadpool(1, true);
             const auto service = V3_1::IHdmiAudio::getService("late");
+            configureRpcThreadpool(1, true);  // too late for a thread that is there
             const sp<DeathRecorder> recorder = new DeathRecorder;
             gJournal.say(service->linkToDeath(recorder, 7) ? "linked" : "not linked");
-            configureRpcThreadpool(1, true);
             joinRpcThreadpool();
         });
         EXPECT_EQ(descriptor + "/late is declared but not registered; waited 1 s for it",

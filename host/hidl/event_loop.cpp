@@ -61,13 +61,10 @@ void EventLoop::modify(Key key, int fd, uint32_t events) {
 }
 
 void EventLoop::remove(Key key, int fd) {
-    std::shared_ptr<EventSource> removed;  // ends after the lock is released
+    decltype(mSources)::node_type removed;  // ends after the lock is released
     epoll_ctl(mEpoll, EPOLL_CTL_DEL, fd, nullptr);
     std::lock_guard<std::mutex> lock(mLock);
-    auto it = mSources.find(key);
-    if (it == mSources.end()) return;
-    removed = std::move(it->second);
-    mSources.erase(it);
+    removed = mSources.extract(key);
 }
 
 void EventLoop::runAt(Clock::time_point when, std::function<void()> function) {
