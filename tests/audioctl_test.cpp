@@ -105,109 +105,16 @@ TEST(Callback, EndsWithItsService) {
     EXPECT_EQ("audioctl: IOutputExternal@3.1: the service has died\n", program.err());
 }
 
-/** hidlaudio on a set with a back-end controller, and files to upload. */
-struct Upload : public testing::Test {
-    Upload() {
-        set.write("small", "0123456789");
-        set.write("large", "");
-        std::filesystem::resize_file(set.path("large"), 1 << 30);
-    }
-    Lines words(const char* file) const { return {"audioctl", "upload", "device", set.path(file)}; }
-
-    const TempSet set{{.hasBackEnd = true}};
-    Service service;
-    const sp<V5_0::IHeadphoneVirtualizer> virtualizer = V5_0::IHeadphoneVirtualizer::getService();
-};
-
-TEST_F(Upload, ReportsTheOutcome) {
-    constexpr char kReaction[] = "bectrl/reaction";
-    constexpr char kFile[] = "fs/proc/driver/zavo_bectrl/audio/device_parameter_complete";
-    const std::tuple<const char*, const char*, const char*, int, const char*> kCases[] = {
-            {"success", kReaction, "0 0x01 0", 0, "transferred 600000 bytes"},
-            {"cancelled", kReaction, "0 0x03 0", 1, "cancelled (1)"},
-            {"refused", kReaction, "0 0xF3 0", 1, "refused by the controller (-1)"},
-            {"unknown", kReaction, "0 0x77 0", 1,
-             "timed out, not taken by the controller, or ended with an unknown outcome (-2)"},
-            {"busy afterwards", kReaction, "0 0x02 0", 1,
-             "the controller is busy, or the transfer could not be started (-3)"},
-            {"busy before", kFile, "\1\1", 1, "audioctl: apply: the controller is busy (-3)"},
-            {"no state", kFile, "", 1,
-             "audioctl: apply: the controller cannot be reached, or no thread could be started "
-             "(-5)"},
-    };
-    const std::string parameters = std::string(300'000, 'a') + std::string(300'000, 'b');
-    set.write("parameters", parameters);
-    for (const auto& [name, file, content, status, told] : kCases) {
-        SCOPED_TRACE(name);
-        set.write(file, content);
-        Program program(words("parameters"));
-        EXPECT_EQ(status, program.wait());
-        EXPECT_EQ(told, find(program.err() + program.out(), "([^\n]+)\n").back());
-    }
-    EXPECT_TRUE(parameters == set.read("bectrl/device_parameters.bin"));
-    EXPECT_EQ(-1, virtualizer->discardParameterBuffer(std::size(kCases)));  // the last handle
-}
-
-TEST_F(Upload, EndsEarlyWhateverItDoes) {
-    set.write("bectrl/reaction", "");
-    Program stopped(words("large"));
-    ASSERT_TRUE(service.hasLogged("[append] start. handle=1\n"));
-    EXPECT_EQ(1, stopped.signalAndWait(SIGINT));
-    EXPECT_EQ(-1, virtualizer->discardParameterBuffer(1));
-
-    Program displaced(words("large"));
-    ASSERT_TRUE(service.hasLogged("[append] start. handle=2\n"));
-    EXPECT_EQ(3, virtualizer->allocateParameterBuffer(V5_0::ParamType::DEVICE_PARAMETER, 1));
-    EXPECT_EQ(1, displaced.wait());
-    EXPECT_TRUE(displaced.hasLogged("another client took over the kind (-1)"));
-
-    const auto areRequested = [&](size_t requests) {
-        return Program::poll([&] { return countOf(set.read("journal"), "ioctl(") == requests; });
-    };
-    Program cancelled(words("small"));
-    ASSERT_TRUE(areRequested(1));
-    ASSERT_TRUE(cancelled.hasLogged("waiting for the controller"));
-    EXPECT_EQ(1, cancelled.signalAndWait(SIGTERM));
-    EXPECT_EQ("cancelled (1)\n", cancelled.out());
-
-    ASSERT_TRUE(service.hasLogged("paramTransferThread finished"));
-    set.write("faults", "ioctl(0xC0106303) -1");
-    Program insistent(words("small"));
-    ASSERT_TRUE(areRequested(3));
-    ASSERT_TRUE(insistent.hasLogged("waiting for the controller"));
-    kill(insistent.pid(), SIGINT);
-    ASSERT_TRUE(insistent.hasLogged("(-4); still waiting"));
-    EXPECT_EQ(128 + SIGINT, insistent.signalAndWait(SIGINT));
-
-    Program orphaned({"audioctl", "upload", "hrtf", set.path("small")});
-    ASSERT_TRUE(orphaned.hasLogged("waiting for the controller"));
-    service.signalAndWait(SIGKILL);
-    EXPECT_EQ(3, orphaned.wait());
-}
-
-TEST_F(Upload, DoesNotBeginIfItMustFail) {
-    std::filesystem::resize_file(set.path("large"), 1ull << 31);
-    std::filesystem::create_symlink("/proc/self/status", set.path("proc"));
-    for (const char* file : {"", "no", "large", "proc"}) EXPECT_EQ(2, Program(words(file)).wait());
-    service.signalAndWait(SIGKILL);
-    EXPECT_EQ(3, Program(words("small")).wait());
-
+TEST(Upload, FailsIfTheServiceHasNoMemory) {
     struct Full : public FakeVirtualizer {
         Return<int32_t> getMaxAppendSize() override { return 4; }
     };
+    const TempSet set;
+    set.write("parameters", "0123456789");
     const sp<Full> full = served<Full>();
-    Program program(words("small"));
+    Program program({"audioctl", "upload", "device", set.path("parameters")});
     EXPECT_EQ(1, program.wait());
     EXPECT_TRUE(program.hasLogged("no memory for 10 bytes"));
-}
-
-TEST_F(Upload, ShowsInTheStatus) {
-    Program program({"audioctl", "status"});
-    EXPECT_EQ(0, program.wait());
-    const Lines expected{"eARC Dolby       EARC_DD_ATMOS", "Encoding listener: there",
-                         "latency          1024 samples at 48000 Hz, 21.33 ms",
-                         "available types  Zavo", "upmix            on"};
-    EXPECT_EQ(expected, find(program.out(), "(eARC.*|.*: .*|latency.*|available t.*|upmix.*)\n"));
 }
 
 TEST(Watch, PrintsEachChangeUntilStopped) {

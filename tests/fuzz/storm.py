@@ -9,6 +9,7 @@ the memory, descriptors and threads of the service are what they were after a fi
 
 import argparse
 import array
+import contextlib
 import math
 import multiprocessing
 import os
@@ -16,7 +17,6 @@ import pathlib
 import random
 import re
 import select
-import signal
 import socket
 import struct
 import subprocess
@@ -26,6 +26,9 @@ import threading
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.append(str(ROOT / 'tests/checks'))
+from service import Service  # noqa: E402
+
 # What a type of the interfaces is tried with, in the form of a command line.
 ARGUMENTS = {
     'bool': ['true', 'false'],
@@ -43,57 +46,6 @@ ONE_WAY = 1
 DONE = HEADER.pack(REPLY, 0, 0, 8, 0, 0, bytes(16)) + bytes(8)
 CLIENT_MESSAGES = 50_000  # of a process, which is one client
 CONNECTIONS = 24
-SECONDS = 30  # for the service to do what it has been asked
-
-
-class Service:
-    """A service with a set of its own, and audioctl beside it."""
-
-    def __init__(self, folder, binaries):
-        self.binaries, self.root = binaries, pathlib.Path(folder, 'set')
-        self.environment = dict(os.environ, TVSET_ROOT=str(self.root), TVSET_SPEED='1000')
-        self.audioctl(['create', '--model', 'backend'], program='tvset')
-        self.log = pathlib.Path(folder, 'log')
-        self.process = subprocess.Popen([f'{binaries}/hidlaudio'], env=self.environment,
-                                        stderr=open(self.log, 'ab'))
-        self.wait_for(lambda: len(self.audioctl(['list']).splitlines()) == 7, 'start')
-        self.audioctl(['upload', 'hrtf', __file__])  # starts the thread for the delays of the set
-
-    def audioctl(self, words, program='audioctl', root=None):
-        environment = dict(self.environment, TVSET_ROOT=str(root or self.root))
-        return subprocess.run([f'{self.binaries}/{program}', *words], env=environment, text=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False,
-                              timeout=SECONDS).stdout
-
-    def wait_for(self, condition, what):
-        end = time.monotonic() + SECONDS
-        while not condition():
-            if self.process.poll() is not None:
-                sys.exit(f'storm: the service has exited with {self.process.returncode}:\n'
-                         f'{self.log.read_text(errors="replace")[-4000:]}')
-            if time.monotonic() > end:
-                sys.exit(f'storm: no {what} within {SECONDS} s; usage: {self.usage()}')
-            time.sleep(0.05)
-
-    def usage(self):
-        process = pathlib.Path('/proc', str(self.process.pid))
-        status = (process / 'status').read_text()
-        return {'KiB': int(re.search(r'VmRSS:\s*(\d+)', status)[1]),
-                'threads': int(re.search(r'Threads:\s*(\d+)', status)[1]),
-                'descriptors': len(os.listdir(process / 'fd'))}
-
-    def examine_log(self):
-        """Looks for reports of a sanitizer, and empties what grows with each message."""
-        log = self.log.read_text(errors='replace')
-        if re.search(r'Sanitizer|runtime error', log):
-            sys.exit(f'storm: the service has reported:\n{log[-20000:]}')
-        for grown in (self.log, self.root / 'journal'):
-            os.truncate(grown, 0)
-
-    def end(self):
-        self.process.send_signal(signal.SIGTERM)
-        self.process.wait(SECONDS)
-        self.examine_log()
 
 
 def receive(connection, size):
@@ -129,7 +81,7 @@ def forward(source, target, recorded):
 def record(service, folder):
     """The calls that audioctl makes, by socket: [(message, number of descriptors)]."""
     between = pathlib.Path(folder, 'between')
-    service.audioctl(['create'], program='tvset', root=between)
+    service.run('tvset', 'create', root=between)
     calls = {}
 
     def serve(listener, path):
@@ -149,23 +101,20 @@ def record(service, folder):
         listener.listen()
         calls[path.name] = []
         threading.Thread(target=serve, args=(listener, path), daemon=True).start()
-    for interface in service.audioctl(['call']).split():
-        service.audioctl(['debug', interface], root=between)
-        for method in service.audioctl(['call', interface]).splitlines():
+    for interface in service.run('audioctl', 'call').split():
+        service.run('audioctl', 'debug', interface, root=between)
+        for method in service.run('audioctl', 'call', interface).splitlines():
             name, parameters = re.match(r'(\w+)\((.*?)\)', method).groups()
             types = [each.split()[0] for each in parameters.split(', ') if each]
             values = [ARGUMENTS['interface' if re.match(r'I[A-Z]', each) else each]
                       for each in types]
             for i in range(max([len(each) for each in values], default=1)):
-                words = ['call', interface, name, *(each[i % len(each)] for each in values)]
-                try:
-                    service.audioctl(words, root=between) if 'callback' not in words else \
-                        subprocess.run([f'{service.binaries}/audioctl', *words], timeout=0.3,
-                                       env=dict(service.environment, TVSET_ROOT=str(between)),
-                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                       check=False)
-                except subprocess.TimeoutExpired:
-                    pass
+                words = [each[i % len(each)] for each in values]
+                # It waits for its callback, which does not come.
+                seconds = {'seconds': 0.3} if 'callback' in words else {}
+                with contextlib.suppress(subprocess.TimeoutExpired):
+                    service.run('audioctl', 'call', interface, name, *words, root=between,
+                                **seconds)
     for name, recorded in calls.items():
         if not recorded:
             sys.exit(f'storm: no call to the socket {name} was recorded')
@@ -303,8 +252,10 @@ def storm(service, calls, seed, messages, end):
                      f'{"is there" if service.process.poll() is None else "has ended"}')
         sent += count
         service.examine_log()
-    service.wait_for(lambda: service.audioctl(['call', 'IOutputSpeaker', 'setTvPosition', '1']) ==
-                     '0\n', 'answer to an honest client')
+        for grown in (service.log, service.root / 'journal'):  # with each message
+            os.truncate(grown, 0)
+    service.wait_for(lambda: service.run('audioctl', 'call', 'IOutputSpeaker', 'setTvPosition',
+                                         '1') == '0\n', 'answer to an honest client')
     return sent
 
 
@@ -322,8 +273,9 @@ def main():
     multiprocessing.set_start_method('fork')
     print(f'storm: seed {options.seed}', flush=True)
     with tempfile.TemporaryDirectory() as folder:
-        service = Service(folder, options.binaries)
+        service = Service(folder, options.binaries, speed=1000)
         try:
+            service.run('audioctl', 'upload', 'hrtf', __file__)  # starts the set's thread for delays
             calls = record(service, folder)
             messages = options.messages if options.seconds is None else sys.maxsize
             storm(service, calls, options.seed, min(messages, 2 * CLIENT_MESSAGES), math.inf)

@@ -1,0 +1,139 @@
+"""audioctl upload, with the service and the virtual set: its outcome, its early ends, and what it
+does not begin."""
+
+import os
+import pathlib
+import signal
+import tempfile
+import unittest
+
+from service import SECONDS, Service
+
+REACTION = 'bectrl/reaction'
+STATE = 'fs/proc/driver/zavo_bectrl/audio/device_parameter_complete'
+# What a file of the set holds, the exit status, and the last line that is printed.
+OUTCOMES = {
+    'success': (REACTION, b'0 0x01 0', 0, 'transferred 600000 bytes'),
+    'cancelled': (REACTION, b'0 0x03 0', 1, 'cancelled (1)'),
+    'refused': (REACTION, b'0 0xF3 0', 1, 'refused by the controller (-1)'),
+    'unknown': (REACTION, b'0 0x77 0', 1, 'timed out, not taken by the controller, or ended with '
+                                          'an unknown outcome (-2)'),
+    'busy afterwards': (REACTION, b'0 0x02 0', 1, 'the controller is busy, or the transfer could '
+                                                  'not be started (-3)'),
+    'busy before': (STATE, b'\1\1', 1, 'audioctl: apply: the controller is busy (-3)'),
+    'no state': (STATE, b'', 1, 'audioctl: apply: the controller cannot be reached, or no thread '
+                                'could be started (-5)'),
+}
+
+
+class Upload(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.service = Service(folder.name, os.environ['BINARIES'])
+        self.addCleanup(self.service.end)
+        self.file = pathlib.Path(folder.name, 'parameters')
+        self.file.write_text('0123456789')
+
+    def start(self, kind='device'):
+        program = self.service.start('audioctl', 'upload', kind, str(self.file))
+        self.addCleanup(program.communicate)
+        self.addCleanup(program.kill)
+        return program
+
+    def call(self, method, *arguments):
+        return self.service.run('audioctl', 'call', 'IHeadphoneVirtualizer', method,
+                                *arguments).strip()
+
+    def set_holds(self, file, content):
+        (self.service.root / file).write_bytes(content)
+
+    def wait_until_told(self, program, text):
+        for line in program.stderr:
+            if text in line:
+                return
+        self.fail(f'it has not told: {text}')
+
+    def wait_until_logged(self, text):
+        self.service.wait_for(lambda: text in self.service.logged(), text)
+
+    def wait_until_asked(self, program, requests):
+        """Until the controller has been asked that often, and the program waits for it."""
+        journal = self.service.root / 'journal'
+        self.service.wait_for(lambda: journal.read_text().count('ioctl(') == requests, 'request')
+        self.wait_until_told(program, 'waiting for the controller')
+
+    def test_it_reports_the_outcome(self):
+        self.file.write_bytes(b'a' * 300_000 + b'b' * 300_000)
+        for name, (file, content, status, told) in OUTCOMES.items():
+            with self.subTest(name):
+                self.set_holds(file, content)
+                program = self.start()
+                out, err = program.communicate(timeout=SECONDS)
+                self.assertEqual((status, told), (program.returncode, (err + out).splitlines()[-1]))
+        copy = self.service.root / 'bectrl/device_parameters.bin'
+        self.assertEqual(self.file.read_bytes(), copy.read_bytes())
+        self.assertEqual('-1', self.call('discardParameterBuffer', str(len(OUTCOMES))),
+                         'there is none left')
+
+    def test_it_gives_its_buffer_back_when_it_is_stopped_or_displaced(self):
+        os.truncate(self.file, 1 << 30)
+        stopped = self.start()
+        self.wait_until_logged('[append] start. handle=1\n')
+        stopped.send_signal(signal.SIGINT)
+        self.assertEqual(1, stopped.wait(SECONDS))
+        self.assertEqual('-1', self.call('discardParameterBuffer', '1'))
+
+        displaced = self.start()
+        self.wait_until_logged('[append] start. handle=2\n')
+        self.assertEqual('3', self.call('allocateParameterBuffer', 'DEVICE_PARAMETER', '1'))
+        self.wait_until_told(displaced, 'another client took over the kind (-1)')
+        self.assertEqual(1, displaced.wait(SECONDS))
+
+    def test_it_cancels_a_transfer_and_waits_for_its_end(self):
+        self.set_holds(REACTION, b'')
+        cancelled = self.start()
+        self.wait_until_asked(cancelled, 1)
+        cancelled.terminate()
+        self.assertEqual('cancelled (1)\n', cancelled.communicate(timeout=SECONDS)[0])
+        self.assertEqual(1, cancelled.returncode)
+
+        self.wait_until_logged('paramTransferThread finished')
+        self.set_holds('faults', b'ioctl(0xC0106303) -1\n')
+        insistent = self.start()
+        self.wait_until_asked(insistent, 3)
+        insistent.send_signal(signal.SIGINT)
+        self.wait_until_told(insistent, '(-4); still waiting')
+        insistent.send_signal(signal.SIGINT)
+        self.assertEqual(-signal.SIGINT, insistent.wait(SECONDS))
+
+        orphaned = self.start('hrtf')
+        self.wait_until_told(orphaned, 'waiting for the controller')
+        self.service.process.kill()
+        self.assertEqual(3, orphaned.wait(SECONDS))
+
+    def test_it_does_not_begin_if_it_must_fail(self):
+        large, proc = self.file.with_name('large'), self.file.with_name('proc')
+        large.touch()
+        os.truncate(large, 1 << 31)
+        proc.symlink_to('/proc/self/status')
+        small = self.file
+        for name in ('', 'no', 'large', 'proc'):
+            with self.subTest(name):
+                self.file = small.with_name(name) if name else small.parent
+                self.assertEqual(2, self.start().wait(SECONDS))
+        self.file = small
+        self.service.process.kill()
+        self.service.process.wait()
+        self.assertEqual(3, self.start().wait(SECONDS))
+
+    def test_its_service_shows_in_the_status(self):
+        status = self.service.run('audioctl', 'status').splitlines()
+        for line in ('  eARC Dolby       EARC_DD_ATMOS', 'Encoding listener: there',
+                     '  latency          1024 samples at 48000 Hz, 21.33 ms',
+                     '  available types  Zavo', '  upmix            on'):
+            self.assertIn(line, status)
+
+
+if __name__ == '__main__':
+    unittest.main()
