@@ -1,4 +1,4 @@
-/* The room calibration as the platform meets it: starts, switching, and every failure. */
+/* The room calibration on the platform: starts, switching, and every failure. */
 
 #include "tests/support/calibration_set.h"
 #include "tests/support/exclusion.h"

@@ -1,4 +1,4 @@
-/* audioctl: what it takes from a command line, what it calls and prints, how long it stays. */
+/* audioctl: its arguments, its calls and output, and when it ends. */
 
 #include <sys/stat.h>
 
@@ -21,7 +21,7 @@ sp<Fake> served() {
     return object;
 }
 
-/** What a call answers, or what is wrong with it; without an object only its words are read. */
+/** The result of a call or its error. Without an object the arguments are parsed only. */
 std::string call(Lines words, IBase* object = nullptr, Callbacks* callbacks = nullptr) try {
     const Method& method = findInterface(words.at(0)).method(words.at(1));
     const Call bound = method.bind({words.begin() + 2, words.end()}, callbacks);
@@ -30,7 +30,7 @@ std::string call(Lines words, IBase* object = nullptr, Callbacks* callbacks = nu
     return error.what();
 }
 
-/** Makes the FakeHdmiAudio that is served tell its callback these words. */
+/** Makes the served FakeHdmiAudio call its callback with these words. */
 const Lines kTell{"audioctl", "call", "IHdmiAudio", "setAudioCapabilities", R"(["tell","\n"])"};
 
 TEST(Arguments, FitTheirParameterOrAreNamed) {
@@ -182,7 +182,7 @@ TEST(Picture, IsXmlWithACurveForEachChannel) {
         picture.channels[count] = {name, bands, NAN, -1e38f};
         std::string svg = draw(picture);
         EXPECT_EQ(count + 1, countOf(svg, "<polyline points="));
-        // Elements go from the innermost to the outermost, until nothing is left.
+        // Removes elements from the innermost outwards, until nothing is left.
         const std::regex element(R"(<(\w+)( [\w-]+="[^"<&]*")*\s*(/>|>([^<>&]|&#\d+;)*</\1>))");
         for (size_t size = 0; size != svg.size();) {
             size = svg.size();

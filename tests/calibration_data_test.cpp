@@ -1,4 +1,4 @@
-/* The calibration data: what is stored of them, what is read of any file, and the parameters. */
+/* The calibration data: how they are stored, read from any file, and the parameters. */
 
 #include "tests/support/calibration_set.h"
 
@@ -26,7 +26,7 @@ Lines stored(AcousticCalibration& service) {
 }
 
 TEST(SetCalibratedData, TakesOnlyWhatIsInRange) {
-    constexpr float kOver9 = 0x1.200002p3f, kOver10 = 0x1.400002p3f;  // the next ones
+    constexpr float kOver9 = 0x1.200002p3f, kOver10 = 0x1.400002p3f;  // the next larger floats
     const auto isNg = [](const std::string& name, const std::string& value) {
         return Lines{E("[checkCalibratedData] [" + name + "] is NG.  ffsetLevel: " + value + " ")};
     };
@@ -211,7 +211,7 @@ TEST(GetEnabled, IsTrueForTheOneAndNothingElse) {
 
 constexpr size_t kScalars = 19412, kFront = 22340, kCenter = 22468, kFrontHeight = 22852;
 
-/** An audio-quality file as short as can be. Its words count up, but for some. */
+/** The shortest audio-quality file. Its words count up, except for some. */
 std::string qualityFile(const std::vector<std::pair<size_t, uint32_t>>& words = {}) {
     std::string file(kFrontHeight + 128, '\xEE');
     uint32_t next = 0;

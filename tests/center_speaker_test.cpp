@@ -1,5 +1,4 @@
-/* The centre speaker: what a start finds in the sound tuning and the EEPROM, and what it answers.
- */
+/* The centre speaker: what it reads at start from sound tuning and EEPROM, and its answers. */
 
 #include "V4_0/CenterSpeaker.h"
 #include "tests/support/transcript.h"
@@ -75,7 +74,7 @@ void expectStartAndAnswers(const Case& c) {
 TEST(CenterSpeaker, StartReadsEveryAnswer) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.name);
-        Process process([&] { expectStartAndAnswers(c); });  // what it finds stays for its life
+        Process process([&] { expectStartAndAnswers(c); });  // which reads them once
         EXPECT_EQ(0, process.wait());
     }
 }

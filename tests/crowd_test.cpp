@@ -19,7 +19,7 @@ class Crowd : public testing::Test {
     std::unique_ptr<Service> mService = std::make_unique<Service>();
 };
 
-/** A process with a callback, which says what it is told and does something then. */
+/** A process with a callback that reports each notice and then does something. */
 std::unique_ptr<Process> listener(
         const std::string& name, int registrations,
         const std::function<void(const sp<IHdmiAudio>&, const sp<IHdmiAudioCallback>&)>& then) {
@@ -69,7 +69,7 @@ TEST_F(Crowd, ListenersAreNotifiedWhateverOneOfThemDoes) {
 
 constexpr int kAtOnce = 50;
 
-/** Registers callbacks over connections of their own, which end then: deaths without processes. */
+/** Registers callbacks on separate connections and closes those: deaths without processes. */
 void registerAndHangUp(int count) {
     std::vector<RawClient> clients;
     std::vector<unique_fd> objects;
@@ -94,9 +94,9 @@ TEST_F(Crowd, ClientsThatComeAndDieLeaveNothing) {
         });
         ASSERT_EQ(0, client.wait());
     };
-    for (int i = 0; i < 10; i++) comeAndDie();  // what grows once, has
+    for (int i = 0; i < 10; i++) comeAndDie();  // warm-up: some memory grows once
     registerAndHangUp(kAtOnce);
-    usleep(300'000);  // until it has noticed the last one's end
+    usleep(300'000);  // until the last death is noticed
     const ResourceUsage before(mService->pid());
     for (int i = 0; i < CROWD / 20; i++) comeAndDie();
     for (int i = 0; i < CROWD; i += kAtOnce) registerAndHangUp(kAtOnce);
@@ -108,14 +108,14 @@ TEST_F(Crowd, ClientsThatComeAndDieLeaveNothing) {
               countOf(log, "D hdmiaudio: remove callback"));
 }
 
-/** Calls on and on, through restarts. Says what is wrong. */
+/** Calls the services through restarts, and reports errors. */
 class Caller {
   public:
     Caller(bool isWriter, Clock::time_point end) : mIsWriter(isWriter), mEnd(end) {}
 
     void run() {
         while (Clock::now() < mEnd) {
-            alarm(30);  // a call that hangs ends the client, which is missed then
+            alarm(30);  // a call that hangs ends the client, whose report is missing then
             const sp<V3_1::IOutputSpeaker> speaker = V3_1::IOutputSpeaker::getService();
             const sp<V3_1::IAcousticCalibration> room = V3_1::IAcousticCalibration::getService();
             const sp<IHdmiAudio> hdmi = IHdmiAudio::getService();
@@ -138,7 +138,7 @@ class Caller {
                examine(room.getCalibratedData(ignore)) &&
                examine(hdmi.getAudioCapabilities(ignore));
     }
-    /** What has been answered as stored is there until the next write, whoever was restarted. */
+    /** A stored setting keeps its value until the next write, across restarts. */
     bool writeAndRead(V3_1::IOutputSpeaker& speaker) {
         Return<V3_1::TvPositionType> position = speaker.getTvPosition();
         if (!examine(position)) return false;

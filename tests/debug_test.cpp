@@ -1,4 +1,4 @@
-/* What the services answer to debug(), and that nothing else comes of it. */
+/* The answers of the services to debug(), which has no other effect. */
 
 #include "tests/support/debug.h"
 
@@ -22,7 +22,7 @@ constexpr char kNone[] = "state: none is kept\n";
 
 const Transcript kTranscript("debug.txt");
 
-/** Compares what a service of a set answers; the set is not asked, and nothing is logged. */
+/** Compares the answer of a service, which neither calls the platform nor logs anything. */
 void expectAnswer(const std::string& name, IBase& service, const TempSet& set, LogCapture& log) {
     log.take();
     set.takeJournal();
@@ -128,7 +128,7 @@ TEST(Debug, ReportsTheCalibrationOfASetWithABackEnd) {
 TEST(Debug, ReportsTheSourcesOfTheCentreSpeakersAnswers) {
     for (const char* faults :
          {"nothing 0", "fopen(aqda.bin) EACCES", "MTEEPROM_Init 1", "MTEEPROM_Read(0x10089) 1"}) {
-        Process process([&] {  // what a start finds stays for the life of a process
+        Process process([&] {  // values of the start are read once in a process
             TvWith<CenterSpeaker> tv;
             tv.start(faults);
             expectAnswer("CenterSpeaker, "s + faults, *tv.service, tv.set, tv.log);

@@ -1,4 +1,4 @@
-/* The HIDL runtime as two processes meet in it: a server of small fakes, and its clients. */
+/* The HIDL runtime between processes: a server of small fakes, and its clients. */
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -24,7 +24,7 @@ using namespace std::string_literals;
 using hidl::base::V1_0::DebugInfo;
 using Clock = std::chrono::steady_clock;
 
-/** Given a set and the server's process, ready; the whole case within a deadline. */
+/** A set with a running server process. Each case has a deadline. */
 class HidlTest : public testing::Test {
   protected:
     HidlTest() { alarm(40); }
@@ -78,7 +78,7 @@ TEST_F(HidlTest, StringsAndNestedListsArriveAsTheyWereSent) {
 TEST_F(HidlTest, ACallThatASetCouldNotCarryFailsAloneAndTheNextOneArrives) {
     start();
     sp<V5_0::IHeadphoneVirtualizer> service = V5_0::IHeadphoneVirtualizer::getService("default");
-    std::vector<uint8_t> ones(1 << 20, 1);  // more than these is never looked at
+    std::vector<uint8_t> ones(1 << 20, 1);  // larger lists are refused unread
     // The interface's name, an integer, and records of the list and of its bytes.
     constexpr uint32_t kMost = (1 << 20) - 2 * 4096 - 56 - 4 - 4 - (48 + 16) - 48;
     const std::pair<uint32_t, int32_t> cases[] = {{0, 0},
@@ -123,7 +123,7 @@ TEST_F(HidlTest, CallsWithinEachOtherShareTheRoomForCalls) {
     EXPECT_EQ(2, order(service, {"keep", half}));
 }
 
-/** What goes over the wire is the same whatever the padding holds and wherever the heap is. */
+/** The bytes on the wire depend neither on padding nor on addresses. */
 template <typename T, typename Assign>
 void expectValuesAlone(const Assign& assign) {
     alignas(T) uint8_t memory[2][sizeof(T)];
@@ -385,7 +385,7 @@ TEST_F(HidlTest, AFloodOfOneWayCallsHoldsUpNeitherItsSenderNorOthers) {
     EXPECT_EQ("0", honest.reply());
 }
 
-/** Messages of IHdmiAudio and IOutputExternal, right and wrong. */
+/** Messages of IHdmiAudio and IOutputExternal, valid and invalid. */
 namespace messages {
 
 const std::string kHdmi = "3.1::IHdmiAudio", kExternal = "3.1::IOutputExternal";
@@ -458,7 +458,7 @@ TEST_F(HidlTest, CallsThatDoNotFitAreAnsweredWithAnErrorOrNotAtAll) {
     EXPECT_EQ("0", client.reply()) << "none of them is hostile";
     EXPECT_EQ("(nothing)", gJournal.next(0ms));
     std::string greedy = messages::kWhole;
-    greedy[offsetof(MessageHeader, space) + 2] = 0x10;  // of a mebibyte
+    greedy[offsetof(MessageHeader, space) + 2] = 0x10;  // claims a mebibyte
     for (const std::string& call : {greedy, messages::list(std::string(1'044'000, 'x'))}) {
         EXPECT_TRUE(client.send(call));
         EXPECT_EQ(std::to_string(uint32_t(FAILED_TRANSACTION)), client.reply());
@@ -558,7 +558,7 @@ TEST_F(HidlTest, ADescriptorThatIsSlowToCloseBlocksNobody) {
     const std::string call = message(3, token("1.1::IHdmiAudio") + item(1, 0, 1LL, 2LL), 1);
     const RawClient client("3.1::IHdmiAudio");
     EXPECT_TRUE(client.send(call, full));
-    full.reset();  // leaves the last one to the server
+    full.reset();  // the server has the last one
     const auto begin = Clock::now();
     EXPECT_EQ(closed("malformed arguments"), gJournal.next());
     EXPECT_TRUE(hdmiAudio()->ping().isOk());
@@ -625,7 +625,7 @@ TEST_F(HidlTest, FiveHundredClientsAreServedAtOnceAndOnePeerHasABound) {
     clients[0].send(message(3, token("1.1::IHdmiAudio") + item(1, 0, 1LL, 2LL), 1), ends[0]);
     EXPECT_EQ(closed("it has too many"), gJournal.next()) << "with that of an object";
     clients.clear();
-    while (order(hdmiAudio(), {"keep", "it"}) != 2) usleep(10'000);  // until it has noticed
+    while (order(hdmiAudio(), {"keep", "it"}) != 2) usleep(10'000);  // until they are noticed
 }
 
 TEST_F(HidlTest, WithoutDescriptorsNewClientsWaitAndTheServerRests) {

@@ -1,4 +1,4 @@
-/* The service as clients meet it: a process that is started, called, killed and started again. */
+/* The service as clients see it: a process that is started, called, killed and restarted. */
 
 #include <sys/stat.h>
 
@@ -13,7 +13,7 @@ using namespace std::string_literals;
 
 namespace {
 
-/** What a complete service serves. */
+/** The services of a complete process. */
 const Lines kServices{"com.zavo.dtv.hardware.audio@3.1::IAcousticCalibration/default",
                       "com.zavo.dtv.hardware.audio@3.1::IHdmiAudio/default",
                       "com.zavo.dtv.hardware.audio@3.1::IOutputEncodingStatusListener/default",
@@ -28,7 +28,7 @@ Lines split(const std::string& text) {
 
 struct Outcome {
     int status;
-    std::string out;  // and what is said on standard error
+    std::string out;  // and standard error
 };
 
 /** @param words of its command line, separated by blanks. */

@@ -1,4 +1,4 @@
-/* The virtual TV set: what it is made of, how it answers, and how it can be told to fail. */
+/* The virtual TV set: its parts, its answers, and injected faults. */
 
 #include <errno.h>
 #include <fcntl.h>
@@ -172,7 +172,7 @@ TEST(SpeedDeathTest, IsAWholeNumberFromOneAndShortensEverySleep) {
     for (const char* bad : {"", "0", "-3", "2.5", "fast"}) EXPECT_EQ(1, tvset::parseSpeed(bad));
     EXPECT_NE("", testing::internal::GetCapturedStderr());
 
-    // The speed is read once a process, and here only in that of EXPECT_EXIT.
+    // The speed is read once in a process: here in the child of EXPECT_EXIT.
     const auto sleepLong = [] {
         setenv("TVSET_SPEED", "1000", 1);
         const auto start = std::chrono::steady_clock::now();
@@ -201,7 +201,7 @@ TEST(VirtualClock, AdvancesBySleepsAndRunsActionsThatAreDue) {
     EXPECT_EQ((decltype(ran){{1, 1s}, {2, 1500ms}, {3, 2s}}), ran);
 }
 
-/** Waits for a timer of 20 seconds; keeps when it fired. */
+/** Waits for a timer of 20 s, and records when it fired. */
 struct Worker {
     explicit Worker(const tvset::VirtualClock& ticking) : clock(ticking) {
         EXPECT_EQ(0, pthread_create(&thread, nullptr, work, this));

@@ -25,12 +25,12 @@ using android::hardware::hidl_vec;
 using android::hardware::Return;
 using Clock = std::chrono::steady_clock;
 
-/** The waits of the set are this much shorter: 20 seconds are 400 ms. */
+/** The waits of the set are shorter by this factor: 20 s take 400 ms. */
 constexpr char kSpeed[] = "50";
 
 struct Random : std::mt19937 {
     using std::mt19937::mt19937;
-    /** From 0 to below the end. */
+    /** From 0 to end - 1. */
     unsigned below(unsigned end) { return (*this)() % end; }
     template <typename T, size_t N>
     const T& oneOf(const T (&values)[N]) {
@@ -51,7 +51,7 @@ class Outcome : public V5_0::IHeadphoneVirtualizerCallback {
         mHasCome.notify_all();
         return android::hardware::Void();
     }
-    /** @return what is wrong with it, after some time at the most. */
+    /** Waits for it, for some time. @return an error, or nothing. */
     std::string waitForIt() {
         std::unique_lock lock(mMutex);
         if (!mHasCome.wait_for(lock, 20s, [&] { return mTimes > 0; })) return "no outcome";
@@ -72,7 +72,7 @@ class Outcome : public V5_0::IHeadphoneVirtualizerCallback {
     int32_t mStatusInside = 0;
 };
 
-/** One client's life: uploads until it is told to end. Says what went wrong, if anything did. */
+/** A client that uploads until a point in time, and reports errors. */
 class Client {
   public:
     explicit Client(unsigned seed) : mRandom(seed) {}
@@ -99,7 +99,8 @@ class Client {
             const int32_t piece = std::min(left, 262144);
             hidl_vec<uint8_t> data;
             data.setToExternal(sBytes, size_t(piece));
-            if (answer(mService->append(handle, data)) != 0) return;  // somebody took the kind over
+            if (answer(mService->append(handle, data)) != 0)
+                return;  // another client took over the kind
             left -= piece;
         }
         const sp<Outcome> outcome = new Outcome(mService, handle);
@@ -121,7 +122,7 @@ class Client {
         answer(mRandom.oneOf(ways)());
     }
 
-    /** A call that does not get through has been told by whoever is to blame: the client ends. */
+    /** A failed call ends the client. */
     int32_t answer(const Return<int32_t>& result) {
         if (!result.isOk()) fail("lost");
         return result;
@@ -139,7 +140,7 @@ class Client {
     std::vector<sp<Outcome>> mOutcomes;
 };
 
-/** Lets clients upload, stop and die, and ends the last of them. */
+/** Runs clients that upload, stop and die, and ends the last of them. */
 void letClientsLive(const TempSet& set, unsigned seed) {
     Random random(seed);
     const Clock::time_point end = Clock::now() + std::chrono::seconds(STRESS_SECONDS);
@@ -173,7 +174,7 @@ void letClientsLive(const TempSet& set, unsigned seed) {
     }
 }
 
-/** Each lock is taken and given back in turns. @return how often that was. */
+/** Each lock is acquired and released alternately. @return the number of both. */
 size_t countTurns(const std::string& operations) {
     size_t turns = 0;
     for (const std::string name : {"HidlAudioDevice", "HidlAudioHrtf"}) {
@@ -189,10 +190,10 @@ size_t countTurns(const std::string& operations) {
 TEST(Upload, EveryWorkerReportsOneOutcomeAndLeavesNothingWhateverItsClientsDo) {
     TempSet set({.hasBackEnd = true});
     setenv("TVSET_SPEED", kSpeed, 1);
-    setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);  // so that freed memory is returned
+    setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);  // returns freed memory
     Service service;
     ASSERT_EQ(0, Program({"audioctl", "upload", "hrtf", set.path("eeprom.bin")}).wait());
-    usleep(300'000);  // until it has noticed the end of its first client
+    usleep(300'000);  // until the death of its first client is noticed
     const ResourceUsage before(service.pid());
 
     const unsigned seed = std::random_device{}();

@@ -1,6 +1,6 @@
 /*
- * Any bytes in the files of the calibration: the table, the flag and the audio-quality data. Each
- * is read, sent on either way and told to the client as it would be in service.
+ * Arbitrary bytes in the files of the calibration: the table, the flag and the audio-quality data.
+ * They are read, applied, and returned to a client.
  */
 
 #include <android/log.h>
@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     service->setEnabled(true);
     service->getCalibratedData([&](const auto& list) {
         if (list.size() > 9) abort();
-        // What has been read can be stored and read again, unless it is out of range.
+        // Data that were read can be stored and read again, unless out of range.
         if (service->setCalibratedData(list) != 0) return;
         service->getCalibratedData([&](const auto& again) {
             if (again.size() != list.size()) abort();

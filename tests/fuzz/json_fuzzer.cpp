@@ -1,6 +1,6 @@
 /*
- * Any words as the arguments of any method: audioctl makes a call of them, or says what is wrong.
- * What it takes, it writes as JSON that it takes again.
+ * Arbitrary words as arguments of any method: audioctl makes a call of them, or names the error.
+ * What it accepts, it writes as JSON that it accepts again.
  */
 
 #include <fuzzer/FuzzedDataProvider.h>

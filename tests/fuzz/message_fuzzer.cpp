@@ -1,4 +1,4 @@
-/* What a peer may send: calls of every interface of ours, and replies to calls that we make. */
+/* What a peer may send: calls of all interfaces, and replies to calls. */
 
 #include <com/zavo/dtv/hardware/audio/3.1/BpHwAcousticCalibration.h>
 #include <com/zavo/dtv/hardware/audio/3.1/BpHwHdmiAudio.h>
@@ -34,7 +34,7 @@ const std::pair<sp<IBase>, const char*> kTargets[] = {
 constexpr uint32_t kBaseMethods[] = {256067662, 256131655, 256136003, 256398152,
                                      256462420, 256921159, 257049926, 257120595};
 
-/** Reads a value to its last byte. */
+/** Reads every byte of a value. */
 const auto read = [](const auto& value) { [[maybe_unused]] auto copy = value; };
 
 /** Calls of ours whose results have something to read in them. */

@@ -8,7 +8,7 @@
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/tv.h"
 
-/* What the tests of the room calibration share. */
+/* Shared by the tests of the room calibration. */
 namespace calibration_set {
 
 using V3_1::implementation::AcousticCalibration;

@@ -13,7 +13,7 @@
 using android::base::unique_fd;
 using android::hidl::base::V1_0::IBase;
 
-/** Has an object write its state to a descriptor. @return whether it has answered. */
+/** Has an object write its state to a descriptor. @return whether it answered. */
 inline bool debug(IBase& object, int fd) {
     NATIVE_HANDLE_DECLARE_STORAGE(storage, 1, 0);
     native_handle_t* const handle = native_handle_init(storage, 1, 0);
@@ -30,7 +30,7 @@ struct Ends {
         to.reset(ends[1]);
         fcntl(from, F_SETFL, O_NONBLOCK);
     }
-    /** Leaves no room. */
+    /** Fills it up. */
     void fill() const {
         fcntl(to, F_SETFL, O_NONBLOCK);
         while (write(to, "x", 1) == 1) continue;

@@ -248,7 +248,7 @@ inline void logToJournal(const __android_logger_data* entry, const char* text) {
     gJournal.say(line.substr(0, line.find(" within ")));
 }
 
-/** A process that serves one of each as "default" and tells of what its runtime logs. */
+/** A process that serves one of each as "default" and reports what its runtime logs. */
 [[noreturn]] inline void serve() {
     __android_log_set_logger(logToJournal);
     configureRpcThreadpool(1, true);

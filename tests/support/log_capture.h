@@ -29,7 +29,7 @@ class LogCapture {
         return std::exchange(sLines, {});
     }
 
-    /** Compares what take() gives. @param line of the test, which a failure names. */
+    /** Compares what take() returns. @param line of the test, which a failure names. */
     void expect(const Lines& expected, int line = __builtin_LINE()) {
         EXPECT_EQ(expected, take()) << "at line " << line;
     }

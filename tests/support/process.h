@@ -11,7 +11,7 @@
 #include <functional>
 #include <string>
 
-/** A process of its own, until the object ends. Its status tells whether it failed as a test. */
+/** A child process, for as long as the object lives. Exits with 1 if a check in it failed. */
 class Process {
   public:
     explicit Process(const std::function<void()>& body) : mPid(fork()) {
@@ -49,7 +49,7 @@ class Process {
         siginfo_t info{};
         return waitid(P_PID, mPid, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
     }
-    /** For how long its first thread has run, to the nanosecond. */
+    /** Processor time of its first thread. */
     std::chrono::nanoseconds workTime() const {
         int64_t time = -1;
         std::ifstream("/proc/" + std::to_string(mPid) + "/schedstat") >> time;

@@ -80,7 +80,7 @@ class Program : public Process {
     const std::string mFolder;
 };
 
-/** The service, which has answered a first call by now. */
+/** The service, once it answers calls. */
 struct Service : public Program {
     Service() : Program({"hidlaudio"}) {
         EXPECT_TRUE(poll([] {  // until the last service is registered

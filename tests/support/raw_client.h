@@ -11,11 +11,11 @@
 
 #include "host/hidl/channel.h"
 
-/* A peer of the HIDL runtime that has no runtime itself, and may send what it likes. */
+/* A peer without the HIDL runtime, which may send anything. */
 
 using android::hardware::MessageHeader;
 
-/** A connection to a service without the runtime at this end. */
+/** A connection to a service. */
 class RawClient {
   public:
     explicit RawClient(android::base::unique_fd socket) : mSocket(std::move(socket)) {}
@@ -43,7 +43,7 @@ class RawClient {
         }
         return sendmsg(mSocket, &message, MSG_NOSIGNAL) == ssize_t(bytes.size());
     }
-    /** Status of the next reply, whose body has to fit; or why there is none. */
+    /** Status of the next reply, of 4096 bytes at most; or why there is none. */
     std::string reply() const {
         char bytes[4096];
         ssize_t count = recv(mSocket, bytes, sizeof(bytes), 0);
@@ -70,7 +70,7 @@ inline std::string text(std::string bytes) {
     bytes.resize(bytes.size() / 8 * 8 + 8);
     return bytes;
 }
-/** A string or list as it stands in a structure, with a pointer that must not be believed. */
+/** A string or list as it stands in a structure, with a pointer that must not be trusted. */
 inline std::string head(uint32_t count) {
     return item(uint64_t(0xDEAD), count, uint32_t(1));
 }

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-/** What the service has of the machine. */
+/** Descriptors, memory and threads of a process. */
 struct ResourceUsage {
     explicit ResourceUsage(pid_t pid) {
         const std::filesystem::path process = "/proc/" + std::to_string(pid);

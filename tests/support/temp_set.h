@@ -49,7 +49,7 @@ class TempSet {
 
     std::string read(const std::string& name) const { return readFile(path(name)); }
 
-    /** Puts a new file in the old one's place, so that a change is seen however soon it follows. */
+    /** Replaces a file by a new one, so that even a change right after another is noticed. */
     void write(const std::string& name, const std::string& content) const {
         std::ofstream(path(name + ".new"), std::ios::binary) << content;
         std::filesystem::rename(path(name + ".new"), path(name));
@@ -63,7 +63,7 @@ class TempSet {
         std::filesystem::resize_file(path("journal"), 0);
         return lines;
     }
-    /** Compares what takeJournal() gives. @param line of the test, which a failure names. */
+    /** Compares what takeJournal() returns. @param line of the test, which a failure names. */
     void expectJournal(const Lines& expected, int line = __builtin_LINE()) const {
         EXPECT_EQ(expected, takeJournal()) << "at line " << line;
     }

@@ -2,7 +2,7 @@
 
 #include "tests/support/program.h"
 
-/** What cases log, do and answer, each under its heading "== NAME" in a file of tests/data. */
+/** Expected logs, journals and answers: a file of tests/data, each case under "== NAME". */
 class Transcript {
   public:
     explicit Transcript(const char* file) : mText(expected(file) + "== ") {}

@@ -6,7 +6,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_set.h"
 
-/* What the tests of the services share. */
+/* Shared by the tests of the services. */
 
 using namespace com::zavo::dtv::hardware::audio;
 using namespace std::chrono_literals;
@@ -39,7 +39,7 @@ struct TvWith {
         service = new Service;
         set.write("faults", "");
     }
-    /** Starts it, and forgets what the start has logged and done. */
+    /** Starts it, and discards its log and journal so far. */
     void startQuietly(const std::string& faults = "") {
         start(faults);
         log.take();
