@@ -342,12 +342,12 @@ void Services::onEvents(uint32_t) {
             for (auto it = first; it != last; ++it) registered.push_back(it->second);
         }
     }
-    if (areLost) {                          // whatever they would have told
-        isRemoved |= addWatch() != mWatch;  // the same for the same directory
+    if (areLost) {
+        isRemoved |= addWatch() != mWatch;  // unchanged as long as the directory is the same
         registered = allRegistered();
     }
     if (isRemoved) {
-        registered.clear();  // they will be looked for
+        registered.clear();  // restore() looks for them
         inotify_rm_watch(mInotify, mWatch);
         if (!std::exchange(mIsRestoring, true)) {
             // Leaves time to remove the set as a whole.
