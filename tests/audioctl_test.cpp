@@ -94,24 +94,10 @@ TEST(Callback, IsServedUntilItsFirstCallOrUntilStopped) {
     }
 }
 
-TEST(Callback, EndsWithItsService) {
-    const TempSet set;
-    Service service;
-    Program program(
-            {"audioctl", "call", "IOutputExternal", "registerEncodingFormatListener", "callback"});
-    ASSERT_TRUE(Program::poll([&] { return program.out() == "0\n"; }));
-    service.signalAndWait(SIGKILL);
-    EXPECT_EQ(3, program.wait());
-    EXPECT_EQ("audioctl: IOutputExternal@3.1: the service has died\n", program.err());
-}
-
 TEST(Upload, FailsIfTheServiceHasNoMemory) {
-    struct Full : public FakeVirtualizer {
-        Return<int32_t> getMaxAppendSize() override { return 4; }
-    };
     const TempSet set;
     set.write("parameters", "0123456789");
-    const sp<Full> full = served<Full>();
+    const sp<FakeVirtualizer> full = served<FakeVirtualizer>();
     Program program({"audioctl", "upload", "device", set.path("parameters")});
     EXPECT_EQ(1, program.wait());
     EXPECT_TRUE(program.hasLogged("no memory for 10 bytes"));
@@ -125,20 +111,6 @@ TEST(Watch, PrintsEachChangeUntilStopped) {
     for (int i = 0; i < 2; i++) EXPECT_EQ(0, Program(kTell).wait());
     ASSERT_TRUE(Program::poll([&] { return program.out() == "tell \\n\ntell \\n\n"; }));
     EXPECT_EQ(0, program.signalAndWait(SIGINT));
-}
-
-TEST(Watch, WaitsForTheServiceToReturn) {
-    const TempSet set;
-    const auto service = std::make_unique<Service>();
-    Program program({"audioctl", "watch"});
-    ASSERT_TRUE(program.hasLogged("watching\n"));
-    service->signalAndWait(SIGKILL);
-    ASSERT_TRUE(program.hasLogged("the service has gone; waiting for it\n"));
-    const Service next;
-    ASSERT_TRUE(program.hasLogged("for it\naudioctl: watching\n"));
-    EXPECT_EQ(0, V3_1::IHdmiAudio::getService()->setAudioCapabilities({"ARC_DD_PLUS"}));
-    EXPECT_TRUE(Program::poll([&] { return program.out() == "ARC_DD_PLUS\n"; }));
-    EXPECT_EQ(0, program.signalAndWait(SIGTERM));
 }
 
 TEST(Curve, HasItsGlyphsAndItsWidthForAnyNumberOfBands) {

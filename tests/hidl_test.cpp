@@ -1,6 +1,7 @@
 /* The HIDL runtime between processes: a server of small fakes, and its clients. */
 
 #include <gtest/gtest.h>
+#include <linux/securebits.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -73,6 +74,19 @@ TEST_F(HidlTest, StringsAndNestedListsArriveAsTheyWereSent) {
     EXPECT_TRUE(calibration->getCalibratedData(expectData).isOk());
     auto expectAll = [](const auto& all) { EXPECT_EQ(FakeCalibration::parameters(), all); };
     EXPECT_TRUE(calibration->getCalibrationParameters(expectAll).isOk());
+}
+
+TEST_F(HidlTest, AHandleArrivesWithItsDescriptorsAndIntegersOrNotAtAll) {
+    start();
+    EXPECT_TRUE(hdmiAudio()->debug(nullptr, {}).isOk());
+    EXPECT_EQ("no handle", gJournal.next());
+    native_handle_t* handle = native_handle_create(1, 2);
+    handle->data[0] = STDERR_FILENO;
+    handle->data[1] = 7;
+    handle->data[2] = -1;
+    EXPECT_TRUE(hdmiAudio()->debug(handle, {}).isOk());
+    native_handle_delete(handle);
+    EXPECT_EQ("1, 7 -1", gJournal.next());
 }
 
 TEST_F(HidlTest, ACallThatASetCouldNotCarryFailsAloneAndTheNextOneArrives) {
@@ -519,26 +533,49 @@ TEST_F(HidlTest, AClientThatDoesNotAnswerIsGivenUpAndWelcomeAgain) {
     }
 }
 
-TEST_F(HidlTest, AClientThatNeverReadsIsGivenUp) {
+/** Asks for what the service keeps, until the answers take more room than there is. */
+void askWithoutReading(const RawClient& raw) {
+    const auto unread = [&] {
+        int size = 0;
+        return ioctl(raw.socket(), FIONREAD, &size), size;
+    };
+    // A call that is sent before the one before is answered is malformed.
+    for (int calls = 0, before = 0; calls < 3; calls++, before = unread()) {
+        raw.send(message(1, token("1.0::IHdmiAudio")));
+        for (int i = 0; i < 100 && unread() == before; i++) usleep(10'000);
+    }
+}
+
+TEST_F(HidlTest, AnAnswerIsSentInPartsUnlessItsClientNeverReads) {
     Process client([] {
         gOrders.next();
-        RawClient raw("3.1::IHdmiAudio");
-        const auto unread = [&] {
-            int size = 0;
-            return ioctl(raw.socket(), FIONREAD, &size), size;
-        };
-        // A call that is sent before the one before is answered is malformed.
-        for (int calls = 0, before = 0; calls < 3; calls++, before = unread()) {
-            raw.send(message(1, token("1.0::IHdmiAudio")));
-            for (int i = 0; i < 100 && unread() == before; i++) usleep(10'000);
-        }
+        const RawClient raw("3.1::IHdmiAudio");
+        askWithoutReading(raw);
         pause();
     });
     start();
     EXPECT_EQ(2, order(hdmiAudio(), {"keep", std::string(900'000, 'x')}));
+    const RawClient late("3.1::IHdmiAudio");
+    askWithoutReading(late);
+    for (int i = 0; i < 3; i++) EXPECT_EQ("0", late.reply());
+    EXPECT_TRUE(late.send(message(99, token("1.0::IHdmiAudio"))));
+    EXPECT_EQ(std::to_string(uint32_t(UNKNOWN_TRANSACTION)), late.reply()) << "the next answer";
     gOrders.say("go");
     EXPECT_EQ(closed("it did not read an answer", client.pid()), gJournal.next());
     EXPECT_TRUE(hdmiAudio()->ping().isOk());
+}
+
+TEST_F(HidlTest, AnotherUserIsTurnedAway) {
+    if (getuid() != 0) GTEST_SKIP() << "only root can be two users";
+    start();
+    const Process other([] {
+        prctl(PR_SET_SECUREBITS, SECBIT_NO_SETUID_FIXUP);  // may enter the run directory still
+        EXPECT_EQ(0, seteuid(9));
+        gJournal.say(RawClient("3.1::IHdmiAudio").reply());
+        pause();
+    });
+    EXPECT_EQ((std::set<std::string>{"closed", closed("it belongs to another user", -1)}),
+              (std::set<std::string>{gJournal.next(), gJournal.next()}));
 }
 
 TEST_F(HidlTest, ADescriptorThatIsSlowToCloseBlocksNobody) {

@@ -1,4 +1,4 @@
-"""The service as a test runs it: a process with a virtual set of its own, and programs beside it."""
+"""A running service with a virtual set of its own, and programs beside it."""
 
 import os
 import pathlib
@@ -21,10 +21,18 @@ class Service:
         self.environment = dict(os.environ, TVSET_ROOT=str(self.root), TVSET_SPEED=str(speed))
         self.run('tvset', 'create', '--model', 'backend')
         self.log = pathlib.Path(folder, 'log')
+        self.process = None
+        self.start_service()
+
+    def start_service(self):
         with open(self.log, 'ab') as log:
             self.process = subprocess.Popen(self.command('hidlaudio'), env=self.environment,
                                             stderr=log)
         self.wait_for(lambda: len(self.run('audioctl', 'list').splitlines()) == 7, 'start')
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait(SECONDS)
 
     def command(self, program, *words):
         return [*os.environ.get('EMULATOR', '').split(), f'{self.binaries}/{program}', *words]

@@ -275,7 +275,8 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         service = Service(folder, options.binaries, speed=1000)
         try:
-            service.run('audioctl', 'upload', 'hrtf', __file__)  # starts the set's thread for delays
+            # Starts the set's thread for delays.
+            service.run('audioctl', 'upload', 'hrtf', __file__)
             calls = record(service, folder)
             messages = options.messages if options.seconds is None else sys.maxsize
             storm(service, calls, options.seed, min(messages, 2 * CLIENT_MESSAGES), math.inf)

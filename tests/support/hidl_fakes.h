@@ -88,6 +88,14 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
         gJournal.say(what);
         return Void();
     }
+    Return<void> debug(const hidl_handle& handle, const Words&) override {
+        const native_handle_t* given = handle.getNativeHandle();
+        gJournal.say(given == nullptr ? "no handle"
+                                      : std::to_string(given->numFds) + ", " +
+                                                std::to_string(given->data[given->numFds]) + " " +
+                                                std::to_string(given->data[given->numFds + 1]));
+        return Void();
+    }
     Return<void> notifySyspropsChanged() override {
         gJournal.say("properties changed");
         return Void();
@@ -192,7 +200,7 @@ struct FakeVirtualizer : V5_0::IHeadphoneVirtualizer {
     Return<bool> getUpmixEnabled() override { return true; }
     Return<int32_t> allocateParameterBuffer(V5_0::ParamType, int32_t) override { return 0; }
     Return<int32_t> discardParameterBuffer(int32_t) override { return 0; }
-    Return<int32_t> getMaxAppendSize() override { return 0; }
+    Return<int32_t> getMaxAppendSize() override { return 4; }
     Return<int32_t> append(int32_t, const hidl_vec<uint8_t>& data) override {
         return std::accumulate(data.begin(), data.end(), int32_t(data.size()));
     }

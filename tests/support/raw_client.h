@@ -43,12 +43,14 @@ class RawClient {
         }
         return sendmsg(mSocket, &message, MSG_NOSIGNAL) == ssize_t(bytes.size());
     }
-    /** Status of the next reply, of 4096 bytes at most; or why there is none. */
+    /** Status of the next reply; or why there is none. */
     std::string reply() const {
-        char bytes[4096];
-        ssize_t count = recv(mSocket, bytes, sizeof(bytes), 0);
+        MessageHeader header;
+        const ssize_t count = recv(mSocket, &header, sizeof(header), MSG_WAITALL);
         if (count <= 0) return count == 0 || errno == ECONNRESET ? "closed" : "silent";
-        return std::to_string(reinterpret_cast<MessageHeader*>(bytes)->code);
+        std::string body(header.bodySize, '\0');
+        if (!body.empty()) recv(mSocket, body.data(), body.size(), MSG_WAITALL);
+        return std::to_string(header.code);
     }
     void endSending() const { shutdown(mSocket, SHUT_WR); }
     int socket() const { return mSocket.get(); }

@@ -1,5 +1,5 @@
-"""audioctl upload, with the service and the virtual set: its outcome, its early ends, and what it
-does not begin."""
+"""audioctl beside the service and its virtual set: uploads, their outcomes and early ends, and what
+it does when the service dies."""
 
 import os
 import pathlib
@@ -26,7 +26,7 @@ OUTCOMES = {
 }
 
 
-class Upload(unittest.TestCase):
+class WithService(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -35,24 +35,61 @@ class Upload(unittest.TestCase):
         self.file = pathlib.Path(folder.name, 'parameters')
         self.file.write_text('0123456789')
 
-    def start(self, kind='device'):
-        program = self.service.start('audioctl', 'upload', kind, str(self.file))
+    def start(self, *words):
+        program = self.service.start('audioctl', *words)
         self.addCleanup(program.communicate)
         self.addCleanup(program.kill)
         return program
 
-    def call(self, method, *arguments):
-        return self.service.run('audioctl', 'call', 'IHeadphoneVirtualizer', method,
-                                *arguments).strip()
-
-    def set_holds(self, file, content):
-        (self.service.root / file).write_bytes(content)
+    def call(self, interface, method, *arguments):
+        return self.service.run('audioctl', 'call', interface, method, *arguments).strip()
 
     def wait_until_told(self, program, text):
         for line in program.stderr:
             if text in line:
                 return
         self.fail(f'it has not told: {text}')
+
+
+class Program(WithService):
+    def test_a_callback_ends_with_its_service(self):
+        program = self.start('call', 'IOutputExternal', 'registerEncodingFormatListener',
+                             'callback')
+        self.assertEqual('0\n', program.stdout.readline())
+        self.service.kill()
+        self.assertEqual('audioctl: IOutputExternal@3.1: the service has died\n',
+                         program.communicate(timeout=SECONDS)[1])
+        self.assertEqual(3, program.returncode)
+
+    def test_watch_waits_for_the_service_to_return(self):
+        program = self.start('watch')
+        self.wait_until_told(program, 'watching\n')
+        self.service.kill()
+        self.wait_until_told(program, 'the service has gone; waiting for it\n')
+        self.service.start_service()
+        self.wait_until_told(program, 'watching\n')
+        self.assertEqual('0', self.call('IHdmiAudio', 'setAudioCapabilities', '["ARC_DD_PLUS"]'))
+        self.assertEqual('ARC_DD_PLUS\n', program.stdout.readline())
+        program.terminate()
+        self.assertEqual(0, program.wait(SECONDS))
+
+    def test_the_status_shows_the_service(self):
+        status = self.service.run('audioctl', 'status').splitlines()
+        for line in ('  eARC Dolby       EARC_DD_ATMOS', 'Encoding listener: there',
+                     '  latency          1024 samples at 48000 Hz, 21.33 ms',
+                     '  available types  Zavo', '  upmix            on'):
+            self.assertIn(line, status)
+
+
+class Upload(WithService):
+    def upload(self, kind='device'):
+        return self.start('upload', kind, str(self.file))
+
+    def buffer(self, method, *arguments):
+        return self.call('IHeadphoneVirtualizer', method, *arguments)
+
+    def set_holds(self, file, content):
+        (self.service.root / file).write_bytes(content)
 
     def wait_until_logged(self, text):
         self.service.wait_for(lambda: text in self.service.logged(), text)
@@ -68,31 +105,31 @@ class Upload(unittest.TestCase):
         for name, (file, content, status, told) in OUTCOMES.items():
             with self.subTest(name):
                 self.set_holds(file, content)
-                program = self.start()
+                program = self.upload()
                 out, err = program.communicate(timeout=SECONDS)
                 self.assertEqual((status, told), (program.returncode, (err + out).splitlines()[-1]))
         copy = self.service.root / 'bectrl/device_parameters.bin'
         self.assertEqual(self.file.read_bytes(), copy.read_bytes())
-        self.assertEqual('-1', self.call('discardParameterBuffer', str(len(OUTCOMES))),
+        self.assertEqual('-1', self.buffer('discardParameterBuffer', str(len(OUTCOMES))),
                          'there is none left')
 
     def test_it_gives_its_buffer_back_when_it_is_stopped_or_displaced(self):
         os.truncate(self.file, 1 << 30)
-        stopped = self.start()
+        stopped = self.upload()
         self.wait_until_logged('[append] start. handle=1\n')
         stopped.send_signal(signal.SIGINT)
         self.assertEqual(1, stopped.wait(SECONDS))
-        self.assertEqual('-1', self.call('discardParameterBuffer', '1'))
+        self.assertEqual('-1', self.buffer('discardParameterBuffer', '1'))
 
-        displaced = self.start()
+        displaced = self.upload()
         self.wait_until_logged('[append] start. handle=2\n')
-        self.assertEqual('3', self.call('allocateParameterBuffer', 'DEVICE_PARAMETER', '1'))
+        self.assertEqual('3', self.buffer('allocateParameterBuffer', 'DEVICE_PARAMETER', '1'))
         self.wait_until_told(displaced, 'another client took over the kind (-1)')
         self.assertEqual(1, displaced.wait(SECONDS))
 
     def test_it_cancels_a_transfer_and_waits_for_its_end(self):
         self.set_holds(REACTION, b'')
-        cancelled = self.start()
+        cancelled = self.upload()
         self.wait_until_asked(cancelled, 1)
         cancelled.terminate()
         self.assertEqual('cancelled (1)\n', cancelled.communicate(timeout=SECONDS)[0])
@@ -100,16 +137,16 @@ class Upload(unittest.TestCase):
 
         self.wait_until_logged('paramTransferThread finished')
         self.set_holds('faults', b'ioctl(0xC0106303) -1\n')
-        insistent = self.start()
+        insistent = self.upload()
         self.wait_until_asked(insistent, 3)
         insistent.send_signal(signal.SIGINT)
         self.wait_until_told(insistent, '(-4); still waiting')
         insistent.send_signal(signal.SIGINT)
         self.assertEqual(-signal.SIGINT, insistent.wait(SECONDS))
 
-        orphaned = self.start('hrtf')
+        orphaned = self.upload('hrtf')
         self.wait_until_told(orphaned, 'waiting for the controller')
-        self.service.process.kill()
+        self.service.kill()
         self.assertEqual(3, orphaned.wait(SECONDS))
 
     def test_it_does_not_begin_if_it_must_fail(self):
@@ -121,18 +158,10 @@ class Upload(unittest.TestCase):
         for name in ('', 'no', 'large', 'proc'):
             with self.subTest(name):
                 self.file = small.with_name(name) if name else small.parent
-                self.assertEqual(2, self.start().wait(SECONDS))
+                self.assertEqual(2, self.upload().wait(SECONDS))
         self.file = small
-        self.service.process.kill()
-        self.service.process.wait()
-        self.assertEqual(3, self.start().wait(SECONDS))
-
-    def test_its_service_shows_in_the_status(self):
-        status = self.service.run('audioctl', 'status').splitlines()
-        for line in ('  eARC Dolby       EARC_DD_ATMOS', 'Encoding listener: there',
-                     '  latency          1024 samples at 48000 Hz, 21.33 ms',
-                     '  available types  Zavo', '  upmix            on'):
-            self.assertIn(line, status)
+        self.service.kill()
+        self.assertEqual(3, self.upload().wait(SECONDS))
 
 
 if __name__ == '__main__':
