@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <linux/securebits.h>
 #include <netinet/in.h>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 
@@ -11,6 +12,7 @@
 
 #include <com/zavo/dtv/hardware/audio/3.0/hwtypes.h>
 
+#include "host/hidl/event_loop.h"
 #include "host/hidl/rpc.h"
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/processes.h"
@@ -646,6 +648,20 @@ TEST_F(HidlTest, ANameBelongsToALiveProcessAndIsFreeWhenThatIsDead) {
               std::filesystem::status(mSet.path("run")).permissions());
 }
 
+TEST_F(HidlTest, AServerWhoseDirectoryIsRemovedLeavesOthersTheNamesThatTheyTook) {
+    start();
+    mServer->stop();
+    mSet.remove("run");
+    const sp<FakeHdmiAudio> mine = new FakeHdmiAudio;
+    EXPECT_EQ(OK, mine->registerAsService("default"));
+    mServer->resume();
+    EXPECT_EQ(mSet.path("run") + " was removed; its sockets are lost: File exists",
+              gJournal.next());
+    EXPECT_EQ(mine, hdmiAudio());
+    EXPECT_TRUE(V2_0::IOutputSpeaker::getService("default")->ping().isOk())
+            << "all others are back";
+}
+
 TEST_F(HidlTest, FiveHundredClientsAreServedAtOnceAndOnePeerHasABound) {
     const rlimit enough{3000, 3000};
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &enough));
@@ -752,6 +768,7 @@ TEST_F(HidlTest, RegistrationsAreNotified) {
     gOrders.say("register");
     EXPECT_EQ(name + " is there", gJournal.next());
     const int most = std::stoi(readFile("/proc/sys/fs/inotify/max_queued_events"));
+    ASSERT_GT(100'000, most) << "lower it: so many files are renamed twice";
     for (const bool areLost : {true, false}) {
         for (const char* removed : {"none", "run"}) {
             SCOPED_TRACE(removed + std::string(areLost ? ", and events are lost" : ""));
@@ -768,6 +785,13 @@ TEST_F(HidlTest, RegistrationsAreNotified) {
             EXPECT_EQ("(nothing)", gJournal.next(300ms));
         }
     }
+}
+
+TEST(EventLoop, SaysWhyADescriptorIsNotWatched) {
+    EventLoop::Key key;
+    const base::unique_fd file(open(SOURCE_DIR "/README.md", O_RDONLY));
+    EXPECT_FALSE(EventLoop::instance().add(file, EPOLLIN, nullptr, &key));
+    EXPECT_EQ(EPERM, errno);
 }
 
 TEST(HidlSupport, TextsAreThoseOfThePlatform) {

@@ -2,13 +2,10 @@
 
 #include <sys/stat.h>
 
-#include <set>
-
 #include "tests/support/hidl_fakes.h"
 #include "tests/support/program.h"
 #include "tests/support/resource_usage.h"
 
-using Names = std::set<std::string>;
 using namespace std::string_literals;
 
 namespace {
@@ -233,21 +230,6 @@ TEST(Process, StoppedWatchersHoldUpNobodyForLong) {
     EXPECT_TRUE(service.hasLogged("D hdmiaudio: remove callback\n"));
     EXPECT_EQ(7u, find(service.err(), "(it did not answer|did not call)").size() +
                           find(watchers.back()->out(), "(ARC_DD_PLUS)\n").size());
-}
-
-TEST(Process, ServesWhatItsInitFileNames) {
-    TempSet set;
-    const Service service;
-    std::string run;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(set.path("run"))) {
-        run += entry.path().string() + '\n';
-    }
-    const auto named = [](const std::string& text, const std::string& expression) {
-        const Lines found = find(text, expression);
-        return Names(found.begin(), found.end());
-    };
-    EXPECT_EQ(named(readFile(SOURCE_DIR "/service/hidlaudio.rc"), "interface (.*) default"),
-              named(run, "/run/(.*)%2Fdefault\n"));
 }
 
 }  // namespace

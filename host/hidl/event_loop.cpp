@@ -49,7 +49,9 @@ bool EventLoop::add(int fd, uint32_t events, std::shared_ptr<EventSource> source
         mSources[*key] = std::move(source);
     }
     if (epoll_ctl(mEpoll, EPOLL_CTL_ADD, fd, &event) == 0) return true;
+    const int error = errno;
     remove(*key, fd);
+    errno = error;
     return false;
 }
 

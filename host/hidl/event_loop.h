@@ -36,7 +36,7 @@ class EventLoop {
      * Waits for events of a descriptor, level-triggered; the loop shares in the source.
      *
      * @param key set before the first event can arrive on any thread.
-     * @return false if the system watches no more descriptors; the source is not kept.
+     * @return false, with errno, if the system watches no more descriptors; the source is not kept.
      */
     [[nodiscard]] bool add(int fd, uint32_t events, std::shared_ptr<EventSource> source, Key* key);
     void modify(Key key, int fd, uint32_t events);

@@ -243,7 +243,8 @@ sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Ch
         !isUnixStream(socket) || trustedPeer(socket) != peer.pid()) {
         return nullptr;
     }
-    if (peer.connections() >= limits::kMaxConnections) {
+    if (peer.connections() >= limits::kMaxConnections &&
+        findImported(reference.identity) == nullptr) {
         channel.reject("it has too many");
         return nullptr;
     }

@@ -69,7 +69,8 @@ status_t refer(const sp<IBinder>& object, const Channel& channel, ObjectReferenc
  * The object of a reference that the peer of a channel sent. A known object keeps its
  * connection, and the new one is dropped.
  *
- * @return null if there is no such object, or the socket is not a connection to the peer.
+ * @return null if there is no such object, or the socket is not a connection to the peer; also if
+ *     the peer has too many connections: the channel is ended then.
  */
 sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Channel& channel);
 

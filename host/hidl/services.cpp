@@ -173,7 +173,7 @@ class Service : public EventSource {
         : mLinks(std::move(links)), mObject(object) {}
 
     bool serves(const Service& other) const { return mObject == other.mObject; }
-    /** Whether a live process serves one of the names. */
+    /** Whether a live object other than this one has one of the names. */
     bool isTaken(const RunDirectory& directory) const;
     /**
      * Puts socket and links into the directory, and accepts clients. The previous socket is closed.
@@ -228,7 +228,8 @@ std::optional<sp<IBinder>> lookUp(const std::string& link);
 bool Service::isTaken(const RunDirectory& directory) const {
     return std::any_of(mLinks.begin(), mLinks.end(), [&](const std::string& link) {
         Identity identity;
-        return directory.find(link, &identity) && directory.isServed(identity);
+        return directory.find(link, &identity) && !(identity == mObject->identity()) &&
+               directory.isServed(identity);
     });
 }
 
@@ -343,7 +344,8 @@ void Services::onEvents(uint32_t) {
         }
     }
     if (areLost) {
-        isRemoved |= addWatch() != mWatch;  // unchanged as long as the directory is the same
+        // The watch is the same as long as the directory is.
+        isRemoved |= mWatch < 0 || addWatch() != mWatch;
         registered = allRegistered();
     }
     if (isRemoved) {
@@ -379,8 +381,12 @@ void Services::restore() {
         return;
     }
     mIsRestoring = false;
+    const bool canPublish = error == OK;
     for (const auto& service : mServices) {
-        if (error == OK) error = service->publish(directory, service);
+        if (!canPublish) break;
+        const status_t failure =
+                service->isTaken(directory) ? ALREADY_EXISTS : service->publish(directory, service);
+        if (error == OK) error = failure;
     }
     if (!mServices.empty()) {
         ALOGW("%s was removed; its sockets are %s", environment::runDirectory().c_str(),

@@ -25,7 +25,8 @@ namespace android::hardware {
  * @param names of the service, newest version first.
  * @return OK; ALREADY_EXISTS if a live process serves one of the names; BAD_VALUE for a name that
  *     is empty or longer than a file's may be; INVALID_OPERATION for an object that is registered;
- *     or a negative errno if the directory cannot be used.
+ *     NO_MEMORY if the system watches no more descriptors; or a negative errno if the directory
+ *     cannot be used.
  */
 status_t registerService(const std::vector<std::string>& names, const sp<BHwBinder>& object);
 
@@ -40,7 +41,7 @@ std::vector<std::string> listServices();
 
 /**
  * Notifies of each registration of a service, on the RPC thread; if it is registered already, at
- * once on the calling thread.
+ * once on the calling thread. Notices may be repeated after events were lost.
  *
  * @return OK or a negative errno if the directory cannot be used.
  */

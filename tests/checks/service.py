@@ -1,13 +1,20 @@
 """A running service with a virtual set of its own, and programs beside it."""
 
+import ctypes
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SECONDS = 30  # for the service to do what it has been asked
+PR_SET_PDEATHSIG = 1
+
+
+def die_with_parent():
+    ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
 
 
 class Service:
@@ -19,7 +26,8 @@ class Service:
     def __init__(self, folder, binaries, speed=1):
         self.binaries, self.root = binaries, pathlib.Path(folder, 'set')
         self.environment = dict(os.environ, TVSET_ROOT=str(self.root), TVSET_SPEED=str(speed))
-        self.run('tvset', 'create', '--model', 'backend')
+        subprocess.run(self.command('tvset', 'create', '--model', 'backend'), check=True,
+                       env=self.environment, stdout=subprocess.DEVNULL)
         self.log = pathlib.Path(folder, 'log')
         self.process = None
         self.start_service()
@@ -27,8 +35,12 @@ class Service:
     def start_service(self):
         with open(self.log, 'ab') as log:
             self.process = subprocess.Popen(self.command('hidlaudio'), env=self.environment,
-                                            stderr=log)
-        self.wait_for(lambda: len(self.run('audioctl', 'list').splitlines()) == 7, 'start')
+                                            stderr=log, preexec_fn=die_with_parent)
+        try:
+            self.wait_for(lambda: len(self.run('audioctl', 'list').splitlines()) == 7, 'start')
+        except BaseException:
+            self.kill()
+            raise
 
     def kill(self):
         self.process.kill()
@@ -78,6 +90,13 @@ class Service:
             raise RuntimeError(f'the service has reported:\n{self.logged()[-20000:]}')
 
     def end(self):
+        """Ends it, unless kill() has, and examines how it went."""
         self.process.terminate()
-        self.process.wait(SECONDS)
+        try:
+            status = self.process.wait(SECONDS)
+        except subprocess.TimeoutExpired:
+            self.kill()
+            raise
+        if status not in (-signal.SIGTERM, -signal.SIGKILL):
+            raise RuntimeError(f'the service has exited with {status}:\n{self.logged()[-4000:]}')
         self.examine_log()

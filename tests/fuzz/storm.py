@@ -27,6 +27,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.append(str(ROOT / 'tests/checks'))
+sys.dont_write_bytecode = True
 from service import Service  # noqa: E402
 
 # What a type of the interfaces is tried with, in the form of a command line.

@@ -16,6 +16,9 @@ struct Identity {
 
     static Identity random();
     bool isNull() const { return words[0] == 0 && words[1] == 0; }
+    bool operator==(const Identity& o) const {
+        return words[0] == o.words[0] && words[1] == o.words[1];
+    }
     bool operator<(const Identity& o) const {
         return words[0] != o.words[0] ? words[0] < o.words[0] : words[1] < o.words[1];
     }
