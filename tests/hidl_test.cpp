@@ -57,6 +57,7 @@ TEST_F(HidlTest, AnObjectIsReachableUnderEveryVersionAndCanBeCastUpwards) {
     EXPECT_EQ(V2_0::SurroundType::TYPE_2, V2_0::SurroundType(speaker->getSurroundType()));
     EXPECT_EQ(-1, int32_t(speaker->setTvPosition(1)));
     EXPECT_EQ(nullptr, V1_0::IHdmiAudio::getService("other"));
+    EXPECT_EQ(nullptr, V1_0::IHdmiAudio::getService("default", /* getStub */ true));
 }
 
 TEST_F(HidlTest, StringsAndNestedListsArriveAsTheyWereSent) {

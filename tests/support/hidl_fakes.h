@@ -64,11 +64,7 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
         if (order == "tell") return tell(words);
         if (order == "tell late") notifiesLate = true;
         if (order == "tell from a worker") std::thread([=] { tell({argument}); }).detach();
-        if (order == "work") {
-            gJournal.say("work begins");
-            usleep(useconds_t(std::stoi(argument)) * 1000);
-            gJournal.say("work ends");
-        }
+        if (order == "work") usleep(useconds_t(std::stoi(argument)) * 1000);
         if (order == "wait") gOrders.next();
         if (order == "link") return callback->linkToDeath(recorder, 7).withDefault(false) ? 1 : 0;
         if (order == "unlink") return callback->unlinkToDeath(recorder).withDefault(false) ? 1 : 0;
