@@ -74,8 +74,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 new BpHwBinder({{1, 2}}, std::move(ours), getpid(), PeerKind::SERVICE));
         return 0;
     }
-    startServing(getOrCreateCachedBinder(object.get())->localBinder(), std::move(ours), getpid(),
-                 PeerKind::CLIENT);
+    if (!startServing(getOrCreateCachedBinder(object.get())->localBinder(), std::move(ours),
+                      getpid(), PeerKind::CLIENT))
+        abort();
     EventLoop::instance().runOnce(std::chrono::milliseconds(0));
     peer.hangUp();
     while (Peer::of(getpid())->connections() > 0)
