@@ -30,9 +30,6 @@ std::string call(Lines words, IBase* object = nullptr, Callbacks* callbacks = nu
     return error.what();
 }
 
-/** Makes the served FakeHdmiAudio call its callback with these words. */
-const Lines kTell{"audioctl", "call", "IHdmiAudio", "setAudioCapabilities", R"(["tell","\n"])"};
-
 TEST(Arguments, FitTheirParameterOrAreNamed) {
     for (const std::string& line : find(expected("arguments.txt"), "([^\n]+)\n")) {
         const size_t arrow = line.find(" =>");
@@ -77,23 +74,6 @@ TEST(Calls, ReachTheObjectAndItsCallback) {
               call({"IHdmiAudio", "getAudioCapabilities"}, gone.get()));
 }
 
-TEST(Callback, IsServedUntilItsFirstCallOrUntilStopped) {
-    const TempSet set;
-    const sp<FakeHdmiAudio> object = served<FakeHdmiAudio>();
-    const std::string arrival = "onCapabilityChanged [\"tell\",\"\\n\"]\n";
-    for (const Lines& stay : {Lines{}, Lines{"--stay"}}) {
-        Lines words{"audioctl", "call", "IHdmiAudio@1.1", "setCallback", "callback", stay};
-        Program program(words);
-        std::string expected = "null\n";
-        for (size_t i = 0; i <= stay.size(); i++, expected += arrival) {
-            ASSERT_TRUE(Program::poll([&] { return program.out() == expected; }));
-            EXPECT_EQ(0, Program(kTell).wait());
-        }
-        EXPECT_EQ(0, stay.empty() ? program.wait() : program.signalAndWait(SIGTERM));
-        EXPECT_EQ(expected, program.out());
-    }
-}
-
 TEST(Upload, FailsIfTheServiceHasNoMemory) {
     const TempSet set;
     set.write("parameters", "0123456789");
@@ -101,16 +81,6 @@ TEST(Upload, FailsIfTheServiceHasNoMemory) {
     Program program({"audioctl", "upload", "device", set.path("parameters")});
     EXPECT_EQ(1, program.wait());
     EXPECT_TRUE(program.hasLogged("no memory for 10 bytes"));
-}
-
-TEST(Watch, PrintsEachChangeUntilStopped) {
-    const TempSet set;
-    const sp<FakeHdmiAudio> object = served<FakeHdmiAudio>();
-    Program program({"audioctl", "watch"});
-    ASSERT_TRUE(program.hasLogged("watching"));
-    for (int i = 0; i < 2; i++) EXPECT_EQ(0, Program(kTell).wait());
-    ASSERT_TRUE(Program::poll([&] { return program.out() == "tell \\n\ntell \\n\n"; }));
-    EXPECT_EQ(0, program.signalAndWait(SIGINT));
 }
 
 TEST(Curve, HasItsGlyphsAndItsWidthForAnyNumberOfBands) {

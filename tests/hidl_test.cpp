@@ -83,13 +83,16 @@ TEST_F(HidlTest, AHandleArrivesWithItsDescriptorsAndIntegersOrNotAtAll) {
     start();
     EXPECT_TRUE(hdmiAudio()->debug(nullptr, {}).isOk());
     EXPECT_EQ("no handle", gJournal.next());
-    native_handle_t* handle = native_handle_create(1, 2);
-    handle->data[0] = STDERR_FILENO;
-    handle->data[1] = 7;
-    handle->data[2] = -1;
-    EXPECT_TRUE(hdmiAudio()->debug(handle, {}).isOk());
-    native_handle_delete(handle);
-    EXPECT_EQ("1, 7 -1", gJournal.next());
+    for (const int count : {1, 64, 65}) {
+        native_handle_t* handle = native_handle_create(count, 2);
+        std::fill_n(handle->data, count, STDERR_FILENO);
+        handle->data[count] = 7;
+        handle->data[count + 1] = -1;
+        EXPECT_EQ(count <= 64, hdmiAudio()->debug(handle, {}).isOk());
+        const std::string arrived = gJournal.next(count <= 64 ? 10s : 0s);
+        EXPECT_EQ(count <= 64 ? std::to_string(count) + ", 7 -1" : "(nothing)", arrived);
+        native_handle_delete(handle);
+    }
 }
 
 TEST_F(HidlTest, ACallThatASetCouldNotCarryFailsAloneAndTheNextOneArrives) {
@@ -484,6 +487,12 @@ TEST_F(HidlTest, CallsThatDoNotFitAreAnsweredWithAnErrorOrNotAtAll) {
 
 TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
     using namespace messages;
+    Process other([] {
+        gOrders.next(40s);
+        for (int i = 0; i < 2; i++) {
+            gJournal.say("tell: " + std::to_string(order(hdmiAudio(), {"tell"})));
+        }
+    });
     start();
     int datagram[2];
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_DGRAM, 0, datagram));
@@ -501,6 +510,15 @@ TEST_F(HidlTest, HostileBytesEndTheirConnectionAloneWithOneLine) {
     }
     EXPECT_TRUE(silent.send(kWhole.substr(kWhole.size() - 1)));
     EXPECT_EQ("0", silent.reply()) << "the other half came";
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+    const RawClient callback{base::unique_fd(ends[0])};
+    EXPECT_TRUE(callback.send(std::string(64, '\xA5')));
+    EXPECT_TRUE(silent.send(object(reference(1), 1), ends[1]));
+    EXPECT_EQ("another callback", gJournal.next());
+    gOrders.say("go");
+    EXPECT_EQ(closed("unknown kind of message"), gJournal.next()) << "in place of an answer";
+    for (const char* told : {"tell: -2", "tell: -1"}) EXPECT_EQ(told, gJournal.next());
     EXPECT_EQ("(nothing)", gJournal.next(0ms));
 }
 
@@ -790,14 +808,25 @@ TEST_F(HidlTest, RegistrationsAreNotified) {
 
 TEST(EventLoop, SaysWhyADescriptorIsNotWatched) {
     EventLoop::Key key;
-    const base::unique_fd file(open(SOURCE_DIR "/README.md", O_RDONLY));
-    EXPECT_FALSE(EventLoop::instance().add(file, EPOLLIN, nullptr, &key));
+    // A regular file has no events.
+    EXPECT_FALSE(EventLoop::instance().add(base::unique_fd(open(SOURCE_DIR "/README.md", O_RDONLY)),
+                                           EPOLLIN, nullptr, &key));
     EXPECT_EQ(EPERM, errno);
 }
 
 TEST(HidlSupport, TextsAreThoseOfThePlatform) {
     EXPECT_EQ("[2]{\"a\", \"\"}", toString(Words{"a", ""}));
     EXPECT_EQ("TYPE_0 (0)", V2_0::toString<V2_0::SurroundType>(0));
+    Return<void> result;
+    std::string texts = Status::fromExceptionCode(-5).description();
+    for (const status_t error :
+         std::vector<status_t>{DEAD_OBJECT, TIMED_OUT, FAILED_TRANSACTION, BAD_VALUE, NO_MEMORY,
+                               WOULD_BLOCK, -ELOOP, -EIO, OK}) {
+        result = Status::fromStatusT(error);
+        EXPECT_EQ(error == OK, result.isOk());
+        texts += '\n' + result.description();
+    }
+    EXPECT_EQ(readFile(SOURCE_DIR "/tests/data/status_descriptions.txt"), texts + '\n');
 }
 
 }  // namespace

@@ -63,6 +63,24 @@ class Program(WithService):
         links = [path.name for path in self.service.root.glob('run/*') if path.is_symlink()]
         self.assertEqual(sorted(f'{name}%2Fdefault' for name in named), sorted(links))
 
+    def announce(self):
+        """Changes the capabilities, by names of which one has to be escaped."""
+        self.assertEqual('0', self.call('IHdmiAudio', 'setAudioCapabilities',
+                                        r'["ARC_DD_PLUS","ARC_DD_\n"]'))
+
+    def test_a_callback_is_served_until_its_first_call_or_until_stopped(self):
+        for stay in ([], ['--stay']):
+            with self.subTest(stay):
+                program = self.start('call', 'IHdmiAudio@1.1', 'setCallback', 'callback', *stay)
+                self.assertEqual('null\n', program.stdout.readline())
+                for _ in range(1 + len(stay)):
+                    self.announce()
+                    self.assertEqual(r'onCapabilityChanged ["ARC_DD_PLUS","ARC_DD_\n"]',
+                                     program.stdout.readline().rstrip('\n'))
+                if stay:
+                    program.terminate()
+                self.assertEqual((0, ''), (program.wait(SECONDS), program.stdout.read()))
+
     def test_a_callback_ends_with_its_service(self):
         program = self.start('call', 'IOutputExternal', 'registerEncodingFormatListener',
                              'callback')
@@ -72,16 +90,17 @@ class Program(WithService):
                          program.communicate(timeout=SECONDS)[1])
         self.assertEqual(3, program.returncode)
 
-    def test_watch_waits_for_the_service_to_return(self):
+    def test_watch_waits_for_the_service_to_return_and_prints_each_change(self):
         program = self.start('watch')
         self.wait_until_told(program, 'watching\n')
         self.service.kill()
         self.wait_until_told(program, 'the service has gone; waiting for it\n')
         self.service.start_service()
         self.wait_until_told(program, 'watching\n')
-        self.assertEqual('0', self.call('IHdmiAudio', 'setAudioCapabilities', '["ARC_DD_PLUS"]'))
-        self.assertEqual('ARC_DD_PLUS\n', program.stdout.readline())
-        program.terminate()
+        for _ in range(2):
+            self.announce()
+            self.assertEqual(r'ARC_DD_PLUS ARC_DD_\n', program.stdout.readline().rstrip('\n'))
+        program.send_signal(signal.SIGINT)
         self.assertEqual(0, program.wait(SECONDS))
 
     def test_the_status_shows_the_service(self):
