@@ -343,11 +343,8 @@ void Services::onEvents(uint32_t) {
             for (auto it = first; it != last; ++it) registered.push_back(it->second);
         }
     }
-    if (areLost) {
-        // The watch is the same as long as the directory is.
-        isRemoved |= mWatch < 0 || addWatch() != mWatch;
-        registered = allRegistered();
-    }
+    // The watch is the same as long as the directory is.
+    isRemoved |= areLost && (mWatch < 0 || addWatch() != mWatch);
     if (isRemoved) {
         registered.clear();  // restore() looks for them
         inotify_rm_watch(mInotify, mWatch);
@@ -356,6 +353,8 @@ void Services::onEvents(uint32_t) {
             EventLoop::instance().runAt(EventLoop::Clock::now() + kRemovalTime,
                                         [this] { restore(); });
         }
+    } else if (areLost) {
+        registered = allRegistered();
     }
     lock.unlock();
     for (const auto& onRegistered : registered) onRegistered();
@@ -381,12 +380,13 @@ void Services::restore() {
         return;
     }
     mIsRestoring = false;
-    const bool canPublish = error == OK;
-    for (const auto& service : mServices) {
-        if (!canPublish) break;
-        const status_t failure =
-                service->isTaken(directory) ? ALREADY_EXISTS : service->publish(directory, service);
-        if (error == OK) error = failure;
+    if (error == OK) {
+        for (const auto& service : mServices) {
+            const status_t failure = service->isTaken(directory)
+                                             ? ALREADY_EXISTS
+                                             : service->publish(directory, service);
+            if (error == OK) error = failure;
+        }
     }
     if (!mServices.empty()) {
         ALOGW("%s was removed; its sockets are %s", environment::runDirectory().c_str(),

@@ -10,6 +10,7 @@ the memory, descriptors and threads of the service are what they were after a fi
 import argparse
 import array
 import contextlib
+import functools
 import math
 import multiprocessing
 import os
@@ -111,11 +112,13 @@ def record(service, folder):
                       for each in types]
             for i in range(max([len(each) for each in values], default=1)):
                 words = [each[i % len(each)] for each in values]
-                # It waits for its callback, which does not come.
-                seconds = {'seconds': 0.3} if 'callback' in words else {}
+                call = functools.partial(service.run, 'audioctl', 'call', interface, name, *words,
+                                         root=between)
+                if 'callback' not in words:
+                    call()
+                    continue
                 with contextlib.suppress(subprocess.TimeoutExpired):
-                    service.run('audioctl', 'call', interface, name, *words, root=between,
-                                **seconds)
+                    call(seconds=0.3)  # waits for its callback, which does not come
     for name, recorded in calls.items():
         if not recorded:
             sys.exit(f'storm: no call to the socket {name} was recorded')
