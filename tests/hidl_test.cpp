@@ -554,31 +554,33 @@ TEST_F(HidlTest, AClientThatDoesNotAnswerIsGivenUpAndWelcomeAgain) {
     }
 }
 
-/** Asks for what the service keeps, until the answers take more room than there is. */
-void askWithoutReading(const RawClient& raw) {
-    const auto unread = [&] {
-        int size = 0;
-        return ioctl(raw.socket(), FIONREAD, &size), size;
-    };
-    // A call that is sent before the one before is answered is malformed.
-    for (int calls = 0, before = 0; calls < 3; calls++, before = unread()) {
+constexpr int kLongText = 900'000;
+/**
+ * Asks for what the service keeps, again whenever an answer is there, until one has not come whole
+ * for as long as `patience`. Returns the number of calls.
+ */
+int askWithoutReading(const RawClient& raw, std::chrono::milliseconds patience) {
+    for (int calls = 1;; calls++) {
         raw.send(message(1, token("1.0::IHdmiAudio")));
-        for (int i = 0; i < 100 && unread() == before; i++) usleep(10'000);
+        const auto end = Clock::now() + patience;
+        for (int unread = 0; unread < calls * kLongText; usleep(10'000)) {
+            ioctl(raw.socket(), FIONREAD, &unread);
+            if (Clock::now() > end) return calls;
+        }
     }
 }
 
 TEST_F(HidlTest, AnAnswerIsSentInPartsUnlessItsClientNeverReads) {
     Process client([] {
         gOrders.next();
-        const RawClient raw("3.1::IHdmiAudio");
-        askWithoutReading(raw);
-        pause();
+        askWithoutReading(RawClient("3.1::IHdmiAudio"), 30s);
     });
     start();
-    EXPECT_EQ(2, order(hdmiAudio(), {"keep", std::string(900'000, 'x')}));
+    EXPECT_EQ(2, order(hdmiAudio(), {"keep", std::string(kLongText, 'x')}));
     const RawClient late("3.1::IHdmiAudio");
-    askWithoutReading(late);
-    for (int i = 0; i < 3; i++) EXPECT_EQ("0", late.reply());
+    for (int calls = askWithoutReading(late, 200ms); calls > 0; calls--) {
+        EXPECT_EQ("0", late.reply());
+    }
     EXPECT_TRUE(late.send(message(99, token("1.0::IHdmiAudio"))));
     EXPECT_EQ(std::to_string(uint32_t(UNKNOWN_TRANSACTION)), late.reply()) << "the next answer";
     gOrders.say("go");
