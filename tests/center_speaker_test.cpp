@@ -1,6 +1,7 @@
 /* The centre speaker: what it reads at start from sound tuning and EEPROM, and its answers. */
 
 #include "V4_0/CenterSpeaker.h"
+#include "tests/support/debug.h"
 #include "tests/support/transcript.h"
 #include "tests/support/tv.h"
 
@@ -68,7 +69,10 @@ void expectStartAndAnswers(const Case& c) {
     EXPECT_EQ(2, answers);
     EXPECT_EQ(c.isAvailable, tv.service->isCenterSpeakerInputAvailable());
     EXPECT_EQ(c.isSynchronized, tv.service->isSynchronizedCenterSpeakerInputAvailable());
-    kTranscript.expect(c.name, tv);
+    Ends debugged;
+    EXPECT_TRUE(debug(*tv.service, debugged.to));
+    kTranscript.expectLines(c.name,
+                            {tv.log.take(), tv.set.takeJournal(), find(debugged.read(), "(.*)\n")});
 }
 
 TEST(CenterSpeaker, StartReadsEveryAnswer) {

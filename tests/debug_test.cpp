@@ -6,14 +6,12 @@
 #include "V3_1/OutputEncodingStatusListener.h"
 #include "V3_1/OutputExternal.h"
 #include "V3_1/OutputSpeaker.h"
-#include "V4_0/CenterSpeaker.h"
 #include "V5_0/HeadphoneVirtualizer.h"
 #include "tests/support/calibration_set.h"
 #include "tests/support/transcript.h"
 
 using namespace calibration_set;
 using namespace V3_1::implementation;
-using V4_0::implementation::CenterSpeaker;
 using V5_0::implementation::HeadphoneVirtualizer;
 
 namespace {
@@ -122,18 +120,6 @@ TEST(Debug, ReportsTheCalibrationOfASetWithABackEnd) {
     for (const char* faults : {"MTAL_InitExCb 3", "MTDRVCUST_dcustom_cust_spec_get 7"}) {
         tv.start(faults);
         expectAnswer("calibration started with "s + faults, *tv.service, tv.set, tv.log);
-    }
-}
-
-TEST(Debug, ReportsTheSourcesOfTheCentreSpeakersAnswers) {
-    for (const char* faults :
-         {"nothing 0", "fopen(aqda.bin) EACCES", "MTEEPROM_Init 1", "MTEEPROM_Read(0x10089) 1"}) {
-        Process process([&] {  // values of the start are read once in a process
-            TvWith<CenterSpeaker> tv;
-            tv.start(faults);
-            expectAnswer("CenterSpeaker, "s + faults, *tv.service, tv.set, tv.log);
-        });
-        EXPECT_EQ(0, process.wait());
     }
 }
 
