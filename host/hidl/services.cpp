@@ -5,18 +5,14 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <inttypes.h>
+#include <limits.h>
 #include <sys/epoll.h>
-#include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
-#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -31,6 +27,7 @@
 
 #include "host/hidl/environment.h"
 #include "host/hidl/objects.h"
+#include "host/hidl/run_directory.h"
 
 namespace android::hardware {
 
@@ -48,123 +45,6 @@ constexpr int kLockTries = 150;
 constexpr auto kDescriptorWait = std::chrono::milliseconds(100);
 /** How often a service that is waited for is looked up. */
 constexpr int kLookUpsPerSecond = 50;
-
-/** A service's name as that of a file: what a file name cannot have is %-encoded. */
-std::string encode(const std::string& name) {
-    std::string encoded;
-    for (const char c : name) {
-        const bool isPlain = isalnum(static_cast<unsigned char>(c)) || strchr("@:._-", c);
-        encoded += isPlain && c != '\0' ? std::string(1, c) : StringPrintf("%%%02X", uint8_t(c));
-    }
-    return encoded;
-}
-
-std::string decode(const std::string& encoded) {
-    std::string name;
-    for (size_t i = 0; i < encoded.size(); i++) {
-        const bool isEncoded = encoded[i] == '%';
-        name += isEncoded ? char(strtoul(encoded.substr(i + 1, 2).c_str(), nullptr, 16))
-                          : encoded[i];
-        if (isEncoded) i += 2;
-    }
-    return name;
-}
-
-std::string hex(const Identity& identity) {
-    return StringPrintf("%016" PRIx64 "%016" PRIx64, identity.words[0], identity.words[1]);
-}
-
-bool parseHex(const std::string& text, Identity* identity) {
-    return text.size() == 32 && text.find_first_not_of("0123456789abcdef") == std::string::npos &&
-           sscanf(text.c_str(), "%16" SCNx64 "%16" SCNx64, &identity->words[0],
-                  &identity->words[1]) == 2;
-}
-
-/** The run directory, opened: whatever becomes of its path, it is the one that was checked. */
-class RunDirectory {
-  public:
-    RunDirectory()
-        : mFd(open(environment::runDirectory().c_str(),
-                   O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
-
-    int fd() const { return mFd; }
-
-    /** Keeps others from registering until the object ends. @return OK or a negative errno. */
-    status_t prepare() const {
-        struct stat owner;
-        if (mFd < 0 || flock(mFd, LOCK_EX | LOCK_NB) != 0) return -errno;
-        if (fstat(mFd, &owner) != 0 || owner.st_uid != geteuid()) return PERMISSION_DENIED;
-        return fchmod(mFd, 0700) == 0 ? OK : -errno;
-    }
-
-    std::string target(const std::string& link) const {
-        char path[NAME_MAX + 1];
-        const ssize_t length = readlinkat(mFd, link.c_str(), path, sizeof(path));
-        return std::string(path, length < 0 ? 0 : size_t(length));
-    }
-
-    /** Follows the links of a service to the identity of its object. */
-    bool find(const std::string& link, Identity* identity) const {
-        const std::string first = target(link);
-        return parseHex(first, identity) || parseHex(target(first), identity);
-    }
-
-    status_t setLink(const std::string& link, const std::string& target) const {
-        const std::string fresh = ".new";
-        remove(fresh);
-        if (symlinkat(target.c_str(), mFd, fresh.c_str()) == 0 &&
-            renameat(mFd, fresh.c_str(), mFd, link.c_str()) == 0) {
-            return OK;
-        }
-        const status_t error = -errno;
-        remove(fresh);
-        return error;
-    }
-
-    void remove(const std::string& name) const { unlinkat(mFd, name.c_str(), 0); }
-
-    /** Connects to the socket of an object; invalid, with errno, if no process accepts it now. */
-    ForeignFd connectTo(const Identity& identity) const {
-        ForeignFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        const sockaddr_un address = addressOf(identity);
-        const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-        if (connect(socket, generic, sizeof(address)) != 0) {
-            const int error = errno;
-            socket.reset();
-            errno = error;
-        } else {
-            fcntl(socket, F_SETFL, 0);
-        }
-        return socket;
-    }
-
-    /** Whether a live process serves an object, be it that it accepts nobody now. */
-    bool isServed(const Identity& identity) const {
-        return connectTo(identity) >= 0 || errno == EAGAIN;
-    }
-
-    unique_fd listenAt(const Identity& identity) const {
-        unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        const sockaddr_un address = addressOf(identity);
-        if (bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
-            listen(socket, SOMAXCONN) != 0) {
-            return {};
-        }
-        return socket;
-    }
-
-  private:
-    /** However long the directory's own name is. */
-    sockaddr_un addressOf(const Identity& identity) const {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        snprintf(address.sun_path, sizeof(address.sun_path), "/proc/self/fd/%d/%s", mFd.get(),
-                 hex(identity).c_str());
-        return address;
-    }
-
-    const unique_fd mFd;
-};
 
 /** A service of this process: its socket accepts clients of the object. */
 class Service : public EventSource {
@@ -235,13 +115,12 @@ bool Service::isTaken(const RunDirectory& directory) const {
 
 status_t Service::publish(const RunDirectory& directory, const std::shared_ptr<Service>& self) {
     Identity stale;
-    if (directory.find(mLinks.front(), &stale)) directory.remove(hex(stale));
+    if (directory.find(mLinks.front(), &stale)) directory.remove(socketName(stale));
     EventLoop::instance().remove(mKey, mSocket);
-    const std::string file = hex(mObject->identity());
+    const std::string file = socketName(mObject->identity());
     mSocket = directory.listenAt(mObject->identity());
-    if (mSocket < 0) return -errno;
-    exportObject(mObject);
-    status_t error = OK;
+    status_t error = mSocket < 0 ? -errno : OK;
+    if (error == OK) exportObject(mObject);
     for (size_t i = 0; error == OK && i < mLinks.size(); i++) {
         error = directory.setLink(mLinks[i], i == 0 ? file : mLinks.front());
     }
@@ -269,7 +148,7 @@ void Service::onEvents(uint32_t) {
     const auto record = Peer::of(peer);
     if (peer < 0) return record->logClosed("it belongs to another user");
     if (record->connections() >= limits::kMaxConnections)
-        return record->logClosed("it has too many");
+        return record->logClosed("it has too many connections");
     bool isStarted = false;
     try {
         isStarted = startServing(mObject, std::move(client), peer, PeerKind::CLIENT);
@@ -301,16 +180,18 @@ status_t Services::watchDirectory() {
 }
 
 status_t Services::add(const std::shared_ptr<Service>& service) {
-    const std::lock_guard<std::mutex> lock(mLock);
-    for (const auto& other : mServices) {
-        if (other->serves(*service)) return INVALID_OPERATION;
-    }
+    std::unique_lock<std::mutex> lock(mLock);
     if (watchDirectory() != OK) ALOGW("the run directory is not watched: %s", strerror(errno));
+    lock.unlock();
     const RunDirectory directory;
     status_t error = directory.prepare();
     for (int i = 0; error == -EWOULDBLOCK && i < kLockTries; i++) {
         std::this_thread::sleep_for(kLockInterval);
         error = directory.prepare();
+    }
+    lock.lock();
+    for (const auto& other : mServices) {
+        if (other->serves(*service)) return INVALID_OPERATION;
     }
     if (error != OK) return error;
     if (service->isTaken(directory)) return ALREADY_EXISTS;

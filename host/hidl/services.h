@@ -9,13 +9,8 @@
 namespace android::hardware {
 
 /*
- * The services of this machine: the run directory, of mode 0700.
- *
- *     run/9f86d0818...               the listening socket of an object, named after its identity
- *     run/a.b@1.1::IFoo%2Fdefault    link to that socket
- *     run/a.b@1.0::IFoo%2Fdefault    link to the link of the newest version
- *
- * Services are named "PACKAGE@VERSION::INTERFACE/INSTANCE". Any thread.
+ * The services of this machine, in its run directory. They are named
+ * "PACKAGE@VERSION::INTERFACE/INSTANCE". Any thread.
  */
 
 /**
@@ -32,7 +27,8 @@ status_t registerService(const std::vector<std::string>& names, const sp<BHwBind
 
 /**
  * @param shouldWait whether to wait without limit for a service that is declared.
- * @return its object; null if there is none, or if it is a HAL that was given up.
+ * @return its object; null if there is none, or if it is a HAL that was given up while an object of
+ *     it is kept.
  */
 sp<IBinder> findService(const std::string& name, bool shouldWait);
 
