@@ -56,15 +56,22 @@ status_t Channel::send(Outgoing* outgoing, Deadline deadline) {
     while (true) {
         const ssize_t sent = outgoing->send(mSocket, isBounded() ? MSG_DONTWAIT : 0);
         if (outgoing->isSent()) return OK;
-        if (sent < 0 && errno != EAGAIN && errno != EINTR) return DEAD_OBJECT;
+        if (sent < 0 && errno != EAGAIN && errno != EINTR) {
+            const bool isGone = errno == EPIPE || errno == ECONNRESET || errno == ENOTCONN;
+            // Nothing can follow a part of a message but its rest.
+            if (isGone || outgoing->isBegun()) return DEAD_OBJECT;
+            return errno == ENOMEM || errno == ENOBUFS ? NO_MEMORY : FAILED_TRANSACTION;
+        }
         if (coarseNow() >= deadline) return TIMED_OUT;
         if (isBounded()) waitFor(mSocket, POLLOUT);
     }
 }
 
 status_t Channel::receive(Message* message, Deadline deadline) {
+    bool shouldWait = message->isEmpty();  // it may have come whole with the one before
     while (true) {
-        if (isBounded()) waitFor(mSocket, POLLIN);  // usually nothing has come yet
+        if (isBounded() && shouldWait) waitFor(mSocket, POLLIN);
+        shouldWait = true;
         switch (message->receive(mSocket, isBounded() ? MSG_DONTWAIT : 0)) {
             case Message::Progress::COMPLETE:
                 return OK;
@@ -153,6 +160,7 @@ ssize_t Outgoing::send(int socket, int flags) {
         sent = sendmsg(socket, &message, flags | MSG_NOSIGNAL);
         if (sent >= 0) mFds.clear();  // they go with the first byte
     }
+    mIsBegun |= sent > 0;
     size_t left = static_cast<size_t>(std::max<ssize_t>(sent, 0));
     while (!isSent() && left >= mParts.data()[mNext].iov_len) {
         left -= mParts.data()[mNext++].iov_len;

@@ -21,7 +21,10 @@ Deadline coarseNow();
 
 class Outgoing;
 
-/** What the other end of a connection is, which decides how long it is waited for. */
+/**
+ * What the other end of a connection is, which decides how long it is waited for. That of a service
+ * follows from its name; an object that is passed along has that of the connection.
+ */
 enum class PeerKind {
     SERVICE, /**< without limit: ours wait for the middleware inside a call */
     HAL,     /**< of the platform: answers soon, or not at all */
@@ -44,7 +47,9 @@ class Channel {
     /**
      * Sends a whole message.
      *
-     * @return OK; DEAD_OBJECT if the peer is gone; TIMED_OUT; or the result of Outgoing::prepare().
+     * @return OK; DEAD_OBJECT if the peer is gone; TIMED_OUT; the result of Outgoing::prepare();
+     * or, with nothing sent, FAILED_TRANSACTION for descriptors that cannot be passed, or
+     * NO_MEMORY.
      */
     status_t send(const MessageHeader& header, const Parcel& parcel, Deadline deadline);
     /** The same for a message that is prepared and may be sent in part. */
@@ -79,6 +84,8 @@ class Outgoing {
     status_t prepare(const MessageHeader& header, const Parcel& parcel, const Channel& channel);
 
     bool isSent() const { return mNext == mParts.size(); }
+    /** Whether a part of it is sent. */
+    bool isBegun() const { return mIsBegun; }
     /** sendmsg with what is left. @return bytes sent, or -1 with errno. */
     ssize_t send(int socket, int flags);
     const SmallVector<iovec, 4>& parts() const { return mParts; }
@@ -88,6 +95,7 @@ class Outgoing {
 
     SmallVector<iovec, 4> mParts;
     size_t mNext = 0;
+    bool mIsBegun = false;
     std::vector<int> mFds;
     /** Ends of connections made for passed objects; closed when they have been sent. */
     std::vector<base::unique_fd> mOwnedFds;

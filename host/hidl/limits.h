@@ -38,7 +38,7 @@ constexpr Duration kHalTimeout = 3s;
 /**
  * Time that a thread that serves calls waits for clients in all, nested calls included, so that
  * nobody's call is held up for longer. One kServeFraction of the time in which it does not wait
- * comes back.
+ * comes back. Not counted: the turn of another thread that is calling the same object.
  */
 constexpr Duration kServeTimeout = 2s;
 constexpr int kServeFraction = 4;

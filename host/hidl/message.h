@@ -48,7 +48,7 @@ class Message {
     enum class Progress {
         COMPLETE,
         PARTIAL,   // more is needed
-        NOTHING,   // nothing came: a non-blocking read, or the time limit of the socket
+        NOTHING,   // nothing came: a non-blocking read, or a time limit that the peer set
         CLOSED,    // the peer is gone
         REJECTED,  // the peer broke the format or a bound; error() has the reason
     };

@@ -245,7 +245,7 @@ sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Ch
     }
     if (peer.connections() >= limits::kMaxConnections &&
         findImported(reference.identity) == nullptr) {
-        channel.reject("it has too many");
+        channel.reject("it has too many connections");
         return nullptr;
     }
     return import(reference.identity, std::move(socket), peer.pid(), channel.kind());

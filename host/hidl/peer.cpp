@@ -53,7 +53,10 @@ void Peer::logClosed(const char* why) const {
 }
 
 void Peer::logNotCalled(uint64_t call) {
-    if (std::exchange(mCallMissed, call) == call) return;
+    {
+        const std::lock_guard<std::mutex> lock(mLock);
+        if (std::exchange(mCallMissed, call) == call) return;
+    }
     ALOGW("did not call process %d: no time is left for it", mPid);
 }
 
@@ -89,11 +92,13 @@ bool Peer::Memory::claim(size_t size) {
 }
 
 limits::Duration Peer::waited(uint64_t call) const {
+    const std::lock_guard<std::mutex> lock(mLock);
     return mCall == call ? mWaited : limits::Duration(0);
 }
 
 void Peer::addWait(uint64_t call, limits::Duration duration) {
-    mWaited = waited(call) + duration;
+    const std::lock_guard<std::mutex> lock(mLock);
+    mWaited = duration + (mCall == call ? mWaited : limits::Duration(0));
     mCall = call;
 }
 

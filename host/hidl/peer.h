@@ -26,7 +26,7 @@ class Peer {
 
     /** Logs why a connection is closed, in one line. */
     void logClosed(const char* why) const;
-    /** Logs, once while a call is served, that the peer misses calls. Of the RPC thread. */
+    /** Logs, once while a call is served, that the peer misses calls. */
     void logNotCalled(uint64_t call);
     /** Treats a peer that did not answer in time as dead: closes all connections with it. */
     void giveUp(const char* why);
@@ -55,7 +55,7 @@ class Peer {
         size_t mSize = 0;
     };
 
-    /** Time waited for the peer while a call is served, named by its number. Of the RPC thread. */
+    /** Time waited for the peer while a call is served, named by its number. */
     limits::Duration waited(uint64_t call) const;
     void addWait(uint64_t call, limits::Duration duration);
 
@@ -65,9 +65,9 @@ class Peer {
     std::unordered_set<const Channel*> mChannels;  // guarded by mLock
     size_t mMemory = 0;                            // guarded by the lock of all peers
     std::atomic<bool> mIsGivenUp{false};
-    uint64_t mCall = 0;
-    uint64_t mCallMissed = 0;
-    limits::Duration mWaited{0};
+    uint64_t mCall = 0;           // guarded by mLock
+    uint64_t mCallMissed = 0;     // guarded by mLock
+    limits::Duration mWaited{0};  // guarded by mLock, in mCall
 };
 
 /** Process at the other end of a socket, or -1 if it belongs to another user. */

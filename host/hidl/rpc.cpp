@@ -80,6 +80,7 @@ class Wait {
             }
             limit = std::min(limits::kPeerTimeout - channel.peer().waited(tBudget.call),
                              tBudget.left / 2);
+            limit = std::max(limit, Duration(0));  // a deadline may be noticed late
         }
         mDeadline = tBudget.outerDeadline = std::min(mOuter, mBegin + limit);
     }
@@ -89,7 +90,7 @@ class Wait {
         if (!mUsesBudget) return;
         const Deadline end = coarseNow();
         mChannel.peer().addWait(tBudget.call, end - mBegin);
-        if (mOuter != kNoDeadline) return;  // the outer wait counts it
+        if (mOuter != kNoDeadline) return;  // the outer wait counts it, unless it is for a HAL
         tBudget.left -= end - mBegin;
         tBudget.since = end;
     }

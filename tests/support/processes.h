@@ -20,7 +20,7 @@ class LinePipe {
         if (write(mEnds[1], line.data(), line.size()) != ssize_t(line.size())) abort();
     }
     /** The next line, or "(nothing)" if none comes in time. */
-    std::string next(std::chrono::milliseconds wait = std::chrono::seconds(10)) const {
+    std::string next(std::chrono::milliseconds wait = std::chrono::seconds(30)) const {
         std::string line;
         pollfd readable{mEnds[0], POLLIN, 0};
         for (char c; poll(&readable, 1, int(wait.count())) == 1 && read(mEnds[0], &c, 1) == 1;) {
