@@ -9,7 +9,7 @@ namespace audioctl {
 
 constexpr char kGeneralHelp[] =
         R"(Exit status: 0 done, 1 refused (upload only), 2 bad usage or no set, 3 no such
-service or connection lost. `audioctl COMMAND --help` tells more of a command.
+service or connection lost. `audioctl COMMAND --help` describes a command.
 The set is the one that TVSET_ROOT names.)";
 
 constexpr char kListHelp[] =
@@ -39,9 +39,9 @@ Exit status: 0 done; 2 bad usage, no set, or FILE cannot be written; 3 no
 service at all, none of the room calibration to draw, or connection lost.)";
 
 constexpr char kDebugHelp[] =
-        R"(What is asked after a fault in the field: what was found at start, what is kept,
-what became of the last transfers. Nothing is changed or logged, and the
-platform is not asked. On a set: lshal debug PACKAGE@VERSION::INTERFACE/default
+        R"(For faults in the field: what the service found at start, what it keeps, and how
+the last transfers ended. Nothing is changed or logged, and the platform is not
+asked. On a set: lshal debug PACKAGE@VERSION::INTERFACE/default
 
   $ audioctl debug IHdmiAudio
   middleware: ready
@@ -91,7 +91,7 @@ constexpr char kCallHelp[] =
         R"(Without METHOD the methods of IFACE are listed, without IFACE the interfaces.
 
 IFACE is a name for the newest version, or NAME@VERSION. Each ARG is JSON:
-  string       also a bare word that is no JSON and does not begin with a hyphen
+  string       also a bare word that is not JSON and does not begin with a hyphen
   float        also "NaN", "Infinity" or "-Infinity", with the quotes
   enumeration  a number or a name
   structure    an object with all fields

@@ -76,11 +76,7 @@ int status() {
     return DONE;
 }
 
-/**
- * Runs a command with the service of an interface; complaints name the interface.
- *
- * This thread alone serves the callbacks: each is answered before audioctl ends.
- */
+/** Runs a command with the service of an interface; complaints name the interface. */
 template <typename Command>
 void withService(const Interface& interface, Command command) {
     home::requireTvSet();
@@ -162,7 +158,7 @@ int call(const CallOptions& options) {
         return DONE;
     }
 
-    Callbacks callbacks;
+    static auto& callbacks = *new Callbacks;  // the service may call until audioctl has ended
     const Call call = interface.method(options.method).bind(options.arguments, &callbacks);
     if (options.shouldStay && !callbacks.areServed()) {
         throw UsageError("--stay is for a call with the argument callback");
@@ -189,13 +185,14 @@ int main(int argc, char** argv) {
         exitStatus = list();
     });
     std::string picture;
-    CLI::App* teller = addCommand("status", "Show what the services tell of the set", kStatusHelp);
+    CLI::App* teller = addCommand("status", "Show the state of the set as the services report it",
+                                  kStatusHelp);
     teller->add_option("--svg", picture, "Draw the room calibration into FILE instead")
             ->type_name("FILE");
     teller->final_callback(
             [&] { exitStatus = teller->count("--svg") == 0 ? status() : drawStatus(picture); });
     std::string debugged;
-    CLI::App* debugger = addCommand("debug", "Show what a service tells of its state", kDebugHelp);
+    CLI::App* debugger = addCommand("debug", "Show the internal state of a service", kDebugHelp);
     debugger->add_option("IFACE", debugged, "Interface: NAME or NAME@VERSION")->required();
     debugger->final_callback([&] { exitStatus = debug(debugged); });
     addCommand("watch", "Show changes of the HDMI capabilities as they come", kWatchHelp)

@@ -13,7 +13,7 @@ bool keepShallow(int depth, Json::parse_event_t, Json&) {
     return true;
 }
 
-/** Discarded if the text is no JSON. */
+/** Discarded if the text is not JSON. */
 template <typename Text>
 Json parse(const Text& text) {
     return Json::parse(text, keepShallow, /* allow_exceptions */ false);
