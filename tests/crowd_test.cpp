@@ -96,16 +96,19 @@ TEST_F(Crowd, ClientsThatComeAndDieLeaveNothing) {
     };
     for (int i = 0; i < 10; i++) comeAndDie();  // warm-up: some memory grows once
     registerAndHangUp(kAtOnce);
-    usleep(300'000);  // until the last death is noticed
+    const auto areNoticed = [&](int deaths) {
+        return Program::poll([&] {
+            return countOf(mService->err(), "D hdmiaudio: remove callback") == size_t(deaths);
+        });
+    };
+    EXPECT_TRUE(areNoticed(10 + kAtOnce));
     const ResourceUsage before(mService->pid());
     for (int i = 0; i < CROWD / 20; i++) comeAndDie();
     for (int i = 0; i < CROWD; i += kAtOnce) registerAndHangUp(kAtOnce);
+    EXPECT_TRUE(areNoticed(10 + CROWD / 20 + kAtOnce + CROWD));
     EXPECT_TRUE(
             Program::poll([&] { return ResourceUsage(mService->pid()).isNoMoreThan(before, 4); }));
     EXPECT_EQ(0, IHdmiAudio::getService()->setAudioCapabilities({"ARC_DD_PLUS"}));
-    const std::string log = mService->err();
-    EXPECT_EQ(size_t(10 + CROWD / 20 + kAtOnce + CROWD),
-              countOf(log, "D hdmiaudio: remove callback"));
 }
 
 /** Calls the services through restarts, and reports errors. */

@@ -120,6 +120,7 @@ TEST(Debug, ReportsTheCalibrationOfASetWithABackEnd) {
     for (const char* faults : {"MTAL_InitExCb 3", "MTDRVCUST_dcustom_cust_spec_get 7"}) {
         tv.start(faults);
         expectAnswer("calibration started with "s + faults, *tv.service, tv.set, tv.log);
+        tv.set.write(kFlag, "");
     }
 }
 

@@ -38,6 +38,7 @@ TEST(HdmiAudio, StartWaitsConnectsAndContinues) {
     tv.log.expect({D("HdmiAudio mtal open success")});
     tv.set.expectJournal({"IMtkPb_Ctrl_Init() = 0", "MTAL_InitExCb(0) = 0"});
     tv.set.remove(kMarker);
+    tv.clock.after(19'950ms, [&] { tv.set.write(kMarker, ""); });  // too late
     tv.start("MTAL_InitExCb 4");
     tv.log.expect({waiting(D("<<<<<hdmiaudio"), 200), D("dtv_svc rpc server failed."),
                    E("ERROR: HdmiAudio MTAL_Init.... , r = 4 \\n")});
@@ -142,8 +143,8 @@ TEST(HdmiAudio, LogsTheRequestAndTheStoredValue) {
 /** A client whose death can be asked for: it counts who has. */
 struct Client : Callback {
     using Callback::Callback;
-    Return<bool> linkToDeath(const sp<hidl_death_recipient>&, uint64_t) override {
-        return ++links > 0;
+    Return<bool> linkToDeath(const sp<hidl_death_recipient>&, uint64_t cookie) override {
+        return cookie == 0 && ++links > 0;
     }
     Return<bool> unlinkToDeath(const sp<hidl_death_recipient>&) override { return --links >= 0; }
     int links = 0;
@@ -158,10 +159,13 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
     const sp<Client> once = new Client([&](const Words&) {
         if (calls[2]++ == 0) tv.service->setCallback(late).isOk();
     });
+    const sp<Client> stranger = count(0);
+    tv.service->serviceDied(0, stranger);
     tv.service->setCallback(nullptr).isOk();
     // Four, so that a fifth finds no room where they are.
     for (const auto& callback : {thrice, once, thrice, thrice}) tv.service->setCallback(callback);
-    tv.log.expect({D("callback is nullptr. skip setCallback"), Lines(4, D("set callback"))});
+    tv.log.expect({E("Monitored process died"), D("callback is nullptr. skip setCallback"),
+                   Lines(4, D("set callback"))});
     EXPECT_EQ(0, tv.store({"ARC_DD_NONE"}));
     EXPECT_EQ((Calls{3, 0, 1}), calls);
     EXPECT_EQ((Lines{D("issue capability changed callback event"), D("set callback")}),
@@ -169,7 +173,6 @@ TEST(HdmiAudio, CallbacksAreCalledAsOftenAsRegisteredUntilTheirProcessDies) {
 
     tv.service->serviceDied(0, thrice);
     tv.log.expect({E("Monitored process died"), Lines(3, D("remove callback"))});
-    const sp<Client> stranger = count(0);
     const wp<IBase> gone = sp<IBase>(count(0));
     tv.service->serviceDied(0, stranger);
     tv.service->serviceDied(0, gone);

@@ -25,13 +25,16 @@ const auto E = [](const std::string& text) { return "E AudioHV: " + text; };
 
 /** A client that keeps the outcomes it is told. */
 struct Callback : V5_0::IHeadphoneVirtualizerCallback {
+    ~Callback() override {
+        if (onEnd) onEnd();
+    }
     Return<void> onTransferResult(int32_t result) override {
         outcomes.push_back(result);
         if (onCall) onCall();
         return Void();
     }
     Codes outcomes;
-    std::function<void()> onCall;
+    std::function<void()> onCall, onEnd;
 };
 
 /** A set with a service that has started on it, and a client of it. */
@@ -79,6 +82,7 @@ TEST(HeadphoneVirtualizer, StartDetectsWhetherTheSetHasAController) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         TvWith<HeadphoneVirtualizer> tv(c.options);
+        tv.clock.after(19'995ms, [&] { tv.set.write(kMarker, ""); });  // too late
         tv.start(c.faults);
         kTranscript.expect(c.name, tv);
         EXPECT_EQ(c.options.isReady ? 0s : 20s, tv.clock.now());
@@ -502,6 +506,16 @@ TEST(HeadphoneVirtualizer, ABufferWhoseTransferEndsDuringAnAppendIsNotFound) {
     tv.log.onLine = nullptr;
     EXPECT_EQ(Codes{0}, tv.client->outcomes);
     EXPECT_EQ(Lines{E("[getParamFromHandle] handle is not found!")}, tv.log.take().only(kFailures));
+}
+
+TEST(HeadphoneVirtualizer, ARecordIsTakenUntilItIsResetWhole) {
+    Tv tv;
+    int32_t handle = -1;
+    tv.client->onEnd = [&] { handle = tv.service->allocateParameterBuffer(kDevice, 1); };
+    tv.send(kDevice);
+    tv.client.clear();  // the record has the last reference
+    tv.pass(60s);
+    EXPECT_EQ(0, handle);
 }
 
 TEST(HeadphoneVirtualizer, ARecordIsFreeBeforeItsWakeLockWhichTheNextTransferWaitsFor) {

@@ -10,7 +10,6 @@ the memory, descriptors and threads of the service are what they were after a fi
 import argparse
 import array
 import contextlib
-import functools
 import math
 import multiprocessing
 import os
@@ -20,7 +19,6 @@ import re
 import select
 import socket
 import struct
-import subprocess
 import sys
 import tempfile
 import threading
@@ -76,8 +74,10 @@ def forward(source, target, recorded):
             if recorded is not None:
                 recorded.append((header + body, len(fds)))
     except (EOFError, OSError):
-        source.close()
-        target.close()
+        for end in (source, target):
+            with contextlib.suppress(OSError):
+                end.shutdown(socket.SHUT_RDWR)  # wakes up who receives from it
+            end.close()
 
 
 def record(service, folder):
@@ -112,13 +112,10 @@ def record(service, folder):
                       for each in types]
             for i in range(max([len(each) for each in values], default=1)):
                 words = [each[i % len(each)] for each in values]
-                call = functools.partial(service.run, 'audioctl', 'call', interface, name, *words,
-                                         root=between)
-                if 'callback' not in words:
-                    call()
-                    continue
-                with contextlib.suppress(subprocess.TimeoutExpired):
-                    call(seconds=0.3)  # waits for its callback, which does not come
+                with service.start('audioctl', 'call', interface, name, *words,
+                                   root=between) as caller:
+                    caller.stdout.readline()  # the result, or the end: the object is rejected
+                    caller.kill()  # it may wait for its callback
     for name, recorded in calls.items():
         if not recorded:
             sys.exit(f'storm: no call to the socket {name} was recorded')

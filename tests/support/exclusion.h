@@ -22,10 +22,13 @@ inline void expectExclusion(const std::string& part, const std::function<void()>
     std::thread other;
     LogCapture::onLine = [&](const std::string& line) {
         if (line.find(part) == line.npos || isStarted.exchange(true)) return;
+        std::atomic<bool> isCalling = false;
         other = std::thread([&] {
+            isCalling = true;
             second();
             isOver = true;
         });
+        while (!isCalling) continue;
         poll(nullptr, 0, 50);  // long enough for a call that does not wait
         EXPECT_FALSE(isOver);
     };

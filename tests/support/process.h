@@ -52,7 +52,7 @@ class Process {
     /** Processor time of its first thread. */
     std::chrono::nanoseconds workTime() const {
         int64_t time = -1;
-        std::ifstream("/proc/" + std::to_string(mPid) + "/schedstat") >> time;
+        EXPECT_TRUE(std::ifstream("/proc/" + std::to_string(mPid) + "/schedstat") >> time);
         return std::chrono::nanoseconds(time);
     }
 

@@ -42,15 +42,15 @@ class Program : public Process {
     std::string out() const { return readFile(mFolder + "/out"); }
     std::string err() const { return readFile(mFolder + "/err"); }
 
-    /** Waits until it has written a text to standard error; false after 10 seconds. */
+    /** Waits until it has written a text to standard error; false after 30 seconds. */
     bool hasLogged(const std::string& text) const {
         return poll([&] { return err().find(text) != std::string::npos; });
     }
 
-    /** Waits for a condition; false after 10 seconds. */
+    /** Waits for a condition; false after 30 seconds. */
     template <typename Condition>
     static bool poll(Condition condition) {
-        for (int i = 0; i < 1000; i++) {
+        for (int i = 0; i < 3000; i++) {
             if (condition()) return true;
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }

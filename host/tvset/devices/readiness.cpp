@@ -28,9 +28,9 @@ int readLimit(const std::string& path) {
 }  // namespace
 
 bool isReady(const char* file) {
-    static std::map<std::string, Queries> partsByPath;
+    static std::map<std::string, Queries> queriesByPath;
     const std::string path = pathInSet(file);
-    Queries& queries = partsByPath[path];
+    Queries& queries = queriesByPath[path];
     if (const int limit = readLimit(path); limit != queries.limit) queries = {0, limit};
     if (queries.limit == kNever) return false;
     if (queries.refused == queries.limit) return true;
