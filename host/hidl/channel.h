@@ -48,8 +48,7 @@ class Channel {
      * Sends a whole message.
      *
      * @return OK; DEAD_OBJECT if the peer is gone; TIMED_OUT; the result of Outgoing::prepare();
-     * or, with nothing sent, FAILED_TRANSACTION for descriptors that cannot be passed, or
-     * NO_MEMORY.
+     *     FAILED_TRANSACTION, with nothing sent, if a descriptor cannot be passed; or NO_MEMORY.
      */
     status_t send(const MessageHeader& header, const Parcel& parcel, Deadline deadline);
     /** The same for a message that is prepared and may be sent in part. */

@@ -24,7 +24,7 @@ std::string socketName(const Identity& identity);
  *     run/a.b@1.1::IFoo%2Fdefault    link to that socket
  *     run/a.b@1.0::IFoo%2Fdefault    link to the link of the newest version
  *
- * Any thread; the object itself, one thread.
+ * Any thread, each with an object of its own.
  */
 class RunDirectory {
   public:
