@@ -4,6 +4,7 @@
 #include <linux/securebits.h>
 #include <netinet/in.h>
 #include <sys/epoll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 
@@ -235,6 +236,14 @@ TEST_F(HidlTest, ARegistrationThatFailsHalfWayLeavesNothingInTheWayOfTheNextOne)
     EXPECT_EQ(speaker, V2_0::IOutputSpeaker::getService("mine"));
     std::filesystem::rename(older, audio + "3.1::IHdmiAudio%2Fmine");
     EXPECT_EQ(nullptr, V3_1::IHdmiAudio::getService("mine")) << "of another interface";
+
+    const base::unique_fd locked(open(mSet.path("run").c_str(), O_RDONLY));
+    ASSERT_EQ(0, flock(locked, LOCK_EX));
+    std::thread late([] { EXPECT_EQ(OK, sp(new FakeSpeaker)->registerAsService("late")); });
+    EXPECT_EQ(nullptr, V3_1::IOutputSpeaker::getService("late"));
+    mSet.remove("run");
+    late.join();
+    EXPECT_NE(nullptr, V3_1::IOutputSpeaker::getService("late"));
 }
 
 TEST_F(HidlTest, ADeathIsNotifiedOnTheRpcThreadUnlessUnlinked) {

@@ -16,6 +16,13 @@ namespace android::hardware {
 using limits::kMaxMessageFds;
 using limits::kMaxMessageSize;
 
+namespace {
+
+/** SCM_PIDFD of Linux 6.5. A peer that has kept a descriptor of the socket can ask for it. */
+constexpr int kScmPidFd = 4;
+
+}  // namespace
+
 Message::Progress Message::receive(int socket, int flags) try {
     // The bytes behind the previous message may be a whole one.
     if (!isEmpty()) {
@@ -35,7 +42,8 @@ Message::Progress Message::receive(int socket, int flags) try {
     if (count < 0) return errno == EAGAIN ? Progress::NOTHING : Progress::CLOSED;
     mBytes.grow(static_cast<size_t>(count));
     for (cmsghdr* c = CMSG_FIRSTHDR(&header); c != nullptr; c = CMSG_NXTHDR(&header, c)) {
-        if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS) continue;
+        const bool hasFds = c->cmsg_type == SCM_RIGHTS || c->cmsg_type == kScmPidFd;
+        if (c->cmsg_level != SOL_SOCKET || !hasFds) continue;
         for (size_t at = 0; at + sizeof(int) <= c->cmsg_len - CMSG_LEN(0); at += sizeof(int)) {
             int fd;
             memcpy(&fd, CMSG_DATA(c) + at, sizeof(fd));

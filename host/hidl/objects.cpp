@@ -51,8 +51,8 @@ auto& gImported = *new ObjectTable<BpHwBinder>;
 sp<BpHwBinder> import(const Identity& identity, ForeignFd socket, pid_t peer, PeerKind kind) {
     static auto* lock = new std::mutex;  // two threads must not import one object twice
     const std::lock_guard<std::mutex> guard(*lock);
-    sp<BpHwBinder> known = gImported.find(identity);
-    if (known != nullptr && known->peer() == peer && !known->isDead()) return known;
+    sp<BpHwBinder> known = findImported(identity);
+    if (known != nullptr && known->peer() == peer) return known;
     sp<BpHwBinder> made = new BpHwBinder(identity, std::move(socket), peer, kind);
     gImported.set(identity, made);
     return made;
@@ -81,7 +81,7 @@ class ServedConnection : public EventSource, public std::enable_shared_from_this
 };
 
 void ServedConnection::onEvents(uint32_t) {
-    if (!readCall()) EventLoop::instance().remove(mKey, mChannel.socket());
+    if (mChannel.isShutDown() || !readCall()) EventLoop::instance().remove(mKey, mChannel.socket());
 }
 
 /** @return whether the connection stays open. */
@@ -94,7 +94,7 @@ bool ServedConnection::readCall() {
                     // There may be more behind a one-way call: other connections are served first.
                     EventLoop::instance().runAt(Clock::now(), [self = shared_from_this()] {
                         self->mGoesOn = false;
-                        if (!self->mChannel.isShutDown()) self->onEvents(0);
+                        self->onEvents(0);
                     });
                 }
                 return true;
@@ -243,8 +243,9 @@ sp<IBinder> resolve(const ObjectReference& reference, ForeignFd socket, const Ch
         !isUnixStream(socket) || trustedPeer(socket) != peer.pid()) {
         return nullptr;
     }
-    if (peer.connections() >= limits::kMaxConnections &&
-        findImported(reference.identity) == nullptr) {
+    if (peer.connections() >= limits::kMaxConnections) {
+        const sp<BpHwBinder> known = findImported(reference.identity);
+        if (known != nullptr && known->peer() == peer.pid()) return known;
         channel.reject("it has too many connections");
         return nullptr;
     }
@@ -265,7 +266,8 @@ sp<BpHwBinder> importService(const Identity& identity, ForeignFd socket, PeerKin
 }
 
 sp<BpHwBinder> findImported(const Identity& identity) {
-    return gImported.find(identity);
+    sp<BpHwBinder> known = gImported.find(identity);
+    return known != nullptr && !known->isDead() ? known : nullptr;
 }
 
 }  // namespace android::hardware

@@ -86,7 +86,7 @@ sp<BHwBinder> findExported(const Identity& identity);
  */
 sp<BpHwBinder> importService(const Identity& identity, ForeignFd socket, PeerKind kind);
 
-/** @return a known object of another process, or null; it may be dead. */
+/** @return a known object of another process that is not dead, or null. */
 sp<BpHwBinder> findImported(const Identity& identity);
 
 }  // namespace android::hardware

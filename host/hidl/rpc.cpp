@@ -91,7 +91,8 @@ class Wait {
         const Deadline end = coarseNow();
         mChannel.peer().addWait(tBudget.call, end - mBegin);
         if (mOuter != kNoDeadline) return;  // the outer wait counts it, unless it is for a HAL
-        tBudget.left -= end - mBegin;
+        // A nested call may have taken longer than the client was allowed to.
+        tBudget.left = std::max(Duration(0), tBudget.left - (end - mBegin));
         tBudget.since = end;
     }
     Wait(const Wait&) = delete;

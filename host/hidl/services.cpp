@@ -88,6 +88,7 @@ class Services : public EventSource {
 
   private:
     void startWatching(const std::shared_ptr<Services>& self);
+    status_t tryToAdd(const std::shared_ptr<Service>& service);
     int addWatch() const;
     status_t watchDirectory();
     void restore();
@@ -180,22 +181,29 @@ status_t Services::watchDirectory() {
 }
 
 status_t Services::add(const std::shared_ptr<Service>& service) {
-    std::unique_lock<std::mutex> lock(mLock);
-    if (watchDirectory() != OK) ALOGW("the run directory is not watched: %s", strerror(errno));
-    lock.unlock();
-    const RunDirectory directory;
-    status_t error = directory.prepare();
-    for (int i = 0; error == -EWOULDBLOCK && i < kLockTries; i++) {
+    status_t error = tryToAdd(service);
+    for (int i = 0; (error == -EWOULDBLOCK || error == -ENOENT) && i < kLockTries; i++) {
         std::this_thread::sleep_for(kLockInterval);
-        error = directory.prepare();
+        error = tryToAdd(service);
     }
-    lock.lock();
+    return error;
+}
+
+/**
+ * @return as registerService(); or -EWOULDBLOCK while another process registers a service, -ENOENT
+ *     if the run directory has been removed meanwhile.
+ */
+status_t Services::tryToAdd(const std::shared_ptr<Service>& service) {
+    const std::lock_guard<std::mutex> lock(mLock);
     for (const auto& other : mServices) {
         if (other->serves(*service)) return INVALID_OPERATION;
     }
-    if (error != OK) return error;
+    const status_t watched = watchDirectory();
+    const RunDirectory directory;
+    if (status_t error = directory.prepare(); error != OK) return error;
     if (service->isTaken(directory)) return ALREADY_EXISTS;
-    if (error = service->publish(directory, service); error != OK) return error;
+    if (status_t error = service->publish(directory, service); error != OK) return error;
+    ALOGW_IF(watched != OK, "the run directory is not watched: %s", strerror(-watched));
     mServices.push_back(service);
     return OK;
 }
@@ -288,9 +296,7 @@ std::optional<sp<IBinder>> lookUp(const std::string& link) {
     Identity identity;
     if (!directory.find(link, &identity)) return {};
     if (sp<BHwBinder> own = findExported(identity); own != nullptr) return own;
-    if (sp<BpHwBinder> known = findImported(identity); known != nullptr && !known->isDead()) {
-        return known;
-    }
+    if (sp<BpHwBinder> known = findImported(identity); known != nullptr) return known;
     ForeignFd socket = directory.connectTo(identity);
     if (socket < 0) return {};
     const PeerKind kind = kindOf(link);
