@@ -327,18 +327,6 @@ TEST_F(HidlTest, OtherClientsWaitUntilACallWithItsCallbackIsOver) {
     EXPECT_EQ("the other is served", gJournal.next());
 }
 
-TEST_F(HidlTest, AWorkersCallbackAndItsNestedCallRunBesideTheRpcThread) {
-    start();
-    sp<V3_1::IHdmiAudio> service = hdmiAudio();
-    auto callback = give([service](const Words&) {
-        EXPECT_EQ(0, order(service, {"say", "nested"}));
-        gOrders.say("go on");
-    });
-    order(service, {"tell from a worker", "now"});
-    EXPECT_EQ(0, order(service, {"wait"}));
-    EXPECT_EQ("nested", gJournal.next(0ms));
-}
-
 TEST_F(HidlTest, AWorkerAndTheRpcThreadThatCallTheSameCallbackDoNotBlockEachOther) {
     Process other([] {
         gOrders.next();
@@ -435,9 +423,6 @@ std::string reference(uint32_t kind) {
 std::string boolean(const std::string& body) {
     return message(1, token("2.0::IOutputExternal") + body);
 }
-std::string sized(uint32_t size) {
-    return message(2, "", 0, MessageHeader::kCall, size);
-}
 const std::string kWhole = list(head(0)), kMost = kWhole.substr(0, kWhole.size() - 1);
 const char *kArguments = "malformed arguments", *kHalf = "half a message", *kBig = "oversized";
 const char *kFds = "descriptors missing or left over", *kMore = "bytes behind the message";
@@ -454,8 +439,8 @@ const struct {
         {"half a body", kHdmi, kMost, kHalf},
         {"one byte too many", kHdmi, kWhole + "x", kMore},
         {"two calls at once", kHdmi, kWhole + kWhole, kMore},
-        {"a size beyond all", kHdmi, sized(0xFFFFFFFF), kBig},
-        {"a mebibyte and a byte", kHdmi, sized((1 << 20) - 39), kBig},
+        {"a size beyond all", kHdmi, message(2, "", 0, MessageHeader::kCall, 0xFFFFFFFF), kBig},
+        {"a byte too many", kHdmi, message(2, "", 0, MessageHeader::kCall, (1 << 20) - 39), kBig},
         {"no descriptor", kHdmi, object(reference(1), 1), kFds},
         {"a descriptor unasked for", kHdmi, kWhole, kFds, Sent::DATAGRAM_SOCKET},
         {"no interface", kHdmi, message(2, ""), kArguments},
@@ -607,6 +592,20 @@ TEST_F(HidlTest, AnAnswerIsSentInPartsUnlessItsClientNeverReads) {
     gOrders.say("go");
     EXPECT_EQ(closed("it did not read an answer", client.pid()), gJournal.next());
     EXPECT_TRUE(hdmiAudio()->ping().isOk());
+}
+
+TEST_F(HidlTest, AClientThatDoesNotReadItsOneWayCallsIsGivenUp) {
+    __android_log_set_logger(logToJournal);
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+    const RawClient client{base::unique_fd(ends[0])};
+    Channel channel(ForeignFd(ends[1]), getpid(), PeerKind::CLIENT);
+    const std::string words(400'000, 'x');
+    Parcel call;
+    EXPECT_EQ(OK, call.writeBytes(words.data(), words.size()));
+    for (int sent = 0; sendOneWay(channel, {}, call) == OK; sent++) ASSERT_GT(99, sent);
+    EXPECT_EQ(closed("it did not read its calls"), gJournal.next());
+    EXPECT_TRUE(channel.isShutDown());
 }
 
 TEST_F(HidlTest, AnotherUserIsTurnedAway) {
@@ -839,6 +838,7 @@ TEST(EventLoop, SaysWhyADescriptorIsNotWatched) {
 
 TEST(HidlSupport, TextsAreThoseOfThePlatform) {
     EXPECT_EQ("[2]{\"a\", \"\"}", toString(Words{"a", ""}));
+    EXPECT_EQ("true, false", toString(true) + ", " + toString(false));
     EXPECT_EQ("TYPE_0 (0)", V2_0::toString<V2_0::SurroundType>(0));
     Return<void> result;
     std::string texts = Status::fromExceptionCode(-5).description();

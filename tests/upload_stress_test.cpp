@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 #include <random>
 
 #include <com/zavo/dtv/hardware/audio/5.0/IHeadphoneVirtualizer.h>
@@ -45,31 +44,23 @@ class Outcome : public V5_0::IHeadphoneVirtualizerCallback {
         : mService(service), mHandle(handle) {}
     Return<void> onTransferResult(int32_t) override {
         const int32_t status = mService->append(mHandle, {}).withDefault(-99);
-        const std::lock_guard lock(mMutex);
-        mTimes++;
         mStatusInside = status;
-        mHasCome.notify_all();
+        mTimes++;
         return android::hardware::Void();
     }
     /** Waits for it, for some time. @return an error, or nothing. */
     std::string waitForIt() {
-        std::unique_lock lock(mMutex);
-        if (!mHasCome.wait_for(lock, 20s, [&] { return mTimes > 0; })) return "no outcome";
+        if (!Program::poll([&] { return mTimes > 0; })) return "no outcome";
         if (mStatusInside == -3 || mStatusInside == -1) return "";
         return "no answer inside: " + std::to_string(mStatusInside);
     }
-    int times() {
-        const std::lock_guard lock(mMutex);
-        return mTimes;
-    }
+    int times() const { return mTimes; }
 
   private:
     const sp<V5_0::IHeadphoneVirtualizer> mService;
     const int32_t mHandle;
-    std::mutex mMutex;
-    std::condition_variable mHasCome;
-    int mTimes = 0;
-    int32_t mStatusInside = 0;
+    std::atomic<int> mTimes{0};
+    std::atomic<int32_t> mStatusInside{0};
 };
 
 /** A client that uploads until a point in time, and reports errors. */

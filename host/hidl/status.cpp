@@ -71,28 +71,16 @@ void return_status::assertOk() const {
 
 }  // namespace details
 
+// Generated code sends no other status than ok(), and so no message.
 status_t writeToParcel(const Status& status, Parcel* parcel) {
-    status_t error = parcel->writeInt32(status.exceptionCode());
-    if (error != OK || status.isOk()) return error;
-    hidl_string message = status.exceptionMessage();
-    size_t handle;
-    error = parcel->writeBuffer(&message, sizeof(message), &handle);
-    return error != OK ? error : writeEmbeddedToParcel(message, parcel, handle, 0);
+    return parcel->writeInt32(status.exceptionCode());
 }
 
 status_t readFromParcel(Status* status, const Parcel& parcel) {
     int32_t exception;
-    status_t error = parcel.readInt32(&exception);
-    if (error != OK) return error;
-    *status = Status::ok();
-    if (exception == Status::EX_NONE) return OK;
-    size_t handle;
-    const hidl_string* message;
-    error = parcel.readBuffer(sizeof(*message), &handle, reinterpret_cast<const void**>(&message));
-    if (error == OK) error = readEmbeddedFromParcel(*message, parcel, handle, 0);
-    if (error != OK) return error;
-    *status = Status::fromExceptionCode(exception, message->c_str());
-    return OK;
+    const status_t error = parcel.readInt32(&exception);
+    if (error == OK) *status = Status::fromExceptionCode(exception);
+    return error;
 }
 
 }  // namespace android::hardware

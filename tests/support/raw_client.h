@@ -49,7 +49,9 @@ class RawClient {
         const ssize_t count = recv(mSocket, &header, sizeof(header), MSG_WAITALL);
         if (count <= 0) return count == 0 || errno == ECONNRESET ? "closed" : "silent";
         std::string body(header.bodySize, '\0');
-        if (!body.empty()) recv(mSocket, body.data(), body.size(), MSG_WAITALL);
+        if (!body.empty() &&
+            recv(mSocket, body.data(), body.size(), MSG_WAITALL) != ssize_t(body.size()))
+            return "half a reply";
         return std::to_string(header.code);
     }
     void endSending() const { shutdown(mSocket, SHUT_WR); }
