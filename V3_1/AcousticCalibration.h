@@ -14,9 +14,9 @@ using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
 
 /**
- * The room calibration. A table of channels and whether it is on are kept in files, of which the
- * memory holds nothing; what is on is sent to the sound processing of the set, now and at every
- * start, and its volume offset to the primary audio HAL.
+ * The room calibration. The table of channels, and whether it is on, are kept in files alone. What
+ * is in use is sent to the sound processing of the set, at each change and at every start, and its
+ * volume offset to the primary audio HAL.
  */
 class AcousticCalibration : public V3_1::IAcousticCalibration {
   public:

@@ -54,8 +54,8 @@ class HdmiAudio : public V3_1::IHdmiAudio, public ::android::hardware::hidl_deat
     void removeCallback(const sp<IBase>& died);
 
     std::vector<sp<V1_1::IHdmiAudioCallback>> mCallbacks;
-    /** For every change. notify() reads without it, on the thread that adds: held across the calls
-     *  it would block the callback that registers another. */
+    /** Held for every change. notify() reads without it, on the only thread that changes the list:
+     *  held during a call, it would block the callback that registers another. */
     std::mutex mCallbackLock;
 };
 

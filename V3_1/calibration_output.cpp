@@ -64,7 +64,7 @@ float withoutNan(float value) {
     return std::isnan(value) ? 0.0f : value;
 }
 
-// Values are scaled with their own precision, to which 0.35 dB is 3.5 steps and not a little less.
+// Values are scaled as floats: 0.35f * 10 is 3.5 exactly. As a double it would be a little less.
 
 /**
  * dB in steps of 0.1 dB, half a step away from zero. For the driver the whole part is the nearest

@@ -21,8 +21,8 @@ extern uint8_t u4BE_model;
 /**
  * Sends a calibration over the output path that u4BE_model selects.
  *
- * Answer as their counterparts below do: 0; -1 if the middleware is not ready within 20 seconds; or
- * the error code of the middleware. After a failure the sound processing may have a part of what
+ * They return 0; -1 if the middleware is not ready within 20 seconds; or the error code of the
+ * middleware. After a failure the sound processing may have a part of what
  * was sent. On the path of the audio driver the post-processor may take another 10 seconds to get
  * ready.
  */

@@ -12,7 +12,8 @@ using ::android::hardware::Return;
 
 /**
  * Switches the headphone virtualizer of the back-end controller, and uploads its parameters. On a
- * set without the controller the switches do nothing, and uploads fail at the driver. All state
+ * set without the controller the setters fail, the getters return false, and uploads fail at the
+ * driver. All state
  * belongs to the process: the threads that transfer parameters use it, too.
  */
 struct HeadphoneVirtualizer : public V5_0::IHeadphoneVirtualizer {

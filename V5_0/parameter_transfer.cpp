@@ -50,6 +50,7 @@ struct Kind {
     std::mutex noteLock{};
     Note lastTransfer{};  // guarded by noteLock: the worker writes it
 };
+/** Indexed by ParamType. */
 Kind sKinds[] = {
         {"HidlAudioDevice", BECTRL_DEVICE_COMPLETE},
         {"HidlAudioHrtf", BECTRL_HRTF_COMPLETE},

@@ -64,7 +64,7 @@ constexpr std::array kServices{
 int main() {
     ALOGD("########## HIDL server side: main() is called:");
 
-    // The first object may look for the primary HAL. On a set, looking for a HAL that is not up yet
+    // A constructor may look for the primary HAL. On a set, looking for a HAL that is not up yet
     // starts the thread pool, with a thread of its own unless the pool is limited before.
     configureRpcThreadpool(1, true);
 

@@ -1,7 +1,5 @@
 /* audioctl: its arguments, its calls and output, and when it ends. */
 
-#include <sys/stat.h>
-
 #include "host/audioctl/calibration_svg.h"
 #include "host/audioctl/curve.h"
 #include "host/audioctl/methods.h"

@@ -10,7 +10,7 @@ namespace audioctl {
 constexpr char kGeneralHelp[] =
         R"(Exit status: 0 done, 1 refused (upload only), 2 bad usage or no set, 3 no such
 service or connection lost. `audioctl COMMAND --help` describes a command.
-The set is the one that TVSET_ROOT names.)";
+On a workstation the set is the one that TVSET_ROOT names, or the default one.)";
 
 constexpr char kListHelp[] =
         R"(A line is PACKAGE@VERSION::INTERFACE/INSTANCE, the newest version of a service

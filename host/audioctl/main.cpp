@@ -172,7 +172,7 @@ int call(const CallOptions& options) {
 
 int main(int argc, char** argv) {
     home::prepare();
-    CLI::App app("Calls the audio services of the virtual TV set.", "audioctl");
+    CLI::App app("Calls the audio services of a TV set.", "audioctl");
     app.require_subcommand(1);
     app.footer(kGeneralHelp);
     int exitStatus = DONE;

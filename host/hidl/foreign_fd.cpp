@@ -1,6 +1,5 @@
 #include "host/hidl/foreign_fd.h"
 
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -6,7 +6,6 @@
 #include <sys/epoll.h>
 #include <sys/random.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <map>

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <atomic>
+#include <mutex>
+#include <vector>
 
 #include "host/hidl/channel.h"
 #include "host/hidl/event_loop.h"

@@ -38,7 +38,7 @@ namespace {
 
 /** Time that removing a whole set may take between its run directory and its root. */
 constexpr auto kRemovalTime = std::chrono::milliseconds(200);
-/** How long others may hold the directory's lock: a registration takes no time. */
+/** A registration that has to wait for another tries again after this, so many times. */
 constexpr auto kLockInterval = std::chrono::milliseconds(20);
 constexpr int kLockTries = 150;
 /** After running out of descriptors or memory: time until new clients are accepted again. */

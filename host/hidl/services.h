@@ -15,13 +15,14 @@ namespace android::hardware {
 
 /**
  * Makes an object reachable, and listens. Files that a dead process left are replaced. If the
- * run directory is removed, it is made again.
+ * run directory is removed, it is made again. Waits for another process that registers, 3 s at
+ * most.
  *
  * @param names of the service, newest version first.
  * @return OK; ALREADY_EXISTS if a live process serves one of the names; BAD_VALUE for a name that
  *     is empty or longer than a file's may be; INVALID_OPERATION for an object that is registered;
  *     NO_MEMORY if the system watches no more descriptors; or a negative errno if the directory
- *     cannot be used.
+ *     cannot be used, -EWOULDBLOCK if the other process has not finished.
  */
 status_t registerService(const std::vector<std::string>& names, const sp<BHwBinder>& object);
 

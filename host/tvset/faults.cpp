@@ -34,8 +34,7 @@ struct Line {
 };
 
 int errnoByName(const std::string& name) {
-    constexpr int kHighest = 133;
-    for (int number = 1; number <= kHighest; ++number) {
+    for (int number = 1; number <= EHWPOISON; ++number) {  // the highest
         const char* known = strerrorname_np(number);
         if (known != nullptr && name == known) return number;
     }

@@ -34,7 +34,7 @@ ARGUMENTS = {
     'bool': ['true', 'false'],
     'int32_t': ['1', '2', '254'],
     'string': ['PCM', 'Zavo'],
-    'ParamType': ['1', '2'],
+    'ParamType': ['0', '1', '2'],
     'vec<uint8_t>': ['[1]', str(list(range(200)))],
     'vec<string>': ['["ARC_DD_PLUS","EARC_DD_ATMOS"]', '["ARC_DD_NONE"]'],
     'vec<calibratedData>': [f'@{ROOT}/examples/calibration.json'],

@@ -40,7 +40,8 @@ int finish(int status) {
 
 int main(int argc, char** argv) {
     tvset::fillStandardDescriptors("tvset");
-    CLI::App app("Makes and runs the virtual TV set that TVSET_ROOT names.", "tvset");
+    CLI::App app("Makes the virtual TV set that TVSET_ROOT names, and runs its primary audio HAL.",
+                 "tvset");
     app.require_subcommand(1);
     tvset::SetOptions options;
     std::string model = "plain";

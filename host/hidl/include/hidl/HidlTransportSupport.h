@@ -17,10 +17,15 @@ namespace android::hardware {
  * Says how calls to this process's objects will be served, before the first is registered. One
  * thread is supported: the caller's own, with `callerWillJoin` and joinRpcThreadpool(), or one
  * that is started when it is needed.
+ *
+ * @param maxThreads 1: any other number ends the process.
  */
 void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin);
 
-/** Serves calls and death notices on the calling thread. Does not return. */
+/**
+ * Serves calls and death notices on the calling thread; if one serves them already, only waits.
+ * Does not return.
+ */
 void joinRpcThreadpool();
 
 /** Finds and lists services, and tells when one is registered. In this process; any thread. */

@@ -50,7 +50,11 @@ class IBinder : public virtual RefBase {
     virtual status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0,
                               TransactCallback callback = nullptr) = 0;
 
-    /** @return OK, DEAD_OBJECT if it is dead already, INVALID_OPERATION for a local object. */
+    /**
+     * @return OK; DEAD_OBJECT if it is dead already; NO_MEMORY if the system watches no more
+     *     descriptors, or for too many links, which ends the connection; INVALID_OPERATION for a
+     *     local object.
+     */
     virtual status_t linkToDeath(const sp<DeathRecipient>&) { return INVALID_OPERATION; }
     /** @return OK, NAME_NOT_FOUND if the recipient is not linked (any more). */
     virtual status_t unlinkToDeath(const wp<DeathRecipient>&) { return INVALID_OPERATION; }
