@@ -120,6 +120,7 @@ struct MTAUDPOST_Query {
     uint8_t unused[64 - 2 * sizeof(uint32_t) - sizeof(uint32_t*)];
 };
 static_assert(sizeof(MTAUDPOST_Query) == 64, "passed by value: the size is part of the interface");
+static_assert(offsetof(MTAUDPOST_Query, count) == 4);
 static_assert(offsetof(MTAUDPOST_Query, answer) == 8, "the address is word 2");
 
 /** Queries the post-processor; on success the query's answer word has been filled in. */

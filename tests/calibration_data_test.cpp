@@ -1,5 +1,7 @@
 /* The calibration data: how they are stored, read from any file, and the parameters. */
 
+#include <log/log.h>
+
 #include "tests/support/calibration_set.h"
 
 using namespace calibration_set;
@@ -20,6 +22,7 @@ calibratedData channel(const std::string& name, float volume = 0, float delay = 
 Lines stored(AcousticCalibration& service) {
     Lines found;
     service.getCalibratedData([&](const hidl_vec<calibratedData>& list) {
+        ALOG(LOG_DEBUG, "AudioAC", "delivered");
         for (const auto& c : list) found.push_back(c.channel.c_str() + to_string(c.delay));
     });
     return found;
@@ -41,7 +44,7 @@ TEST(SetCalibratedData, TakesOnlyWhatIsInRange) {
             {"not a number", {channel("FL", kNan, kNan, kNan)}, {}},
             {"volume above", {channel("FL", kOver9)}, isNg("Volume", "   9.00000")},
             {"volume below", {channel("FL", -kOver9)}, isNg("Volume", "  -9.00000")},
-            {"delay below", {channel("FL", 0, -1e-45f)}, isNg("Delay", "  -0.00000")},
+            {"delay below", {channel("FL", 0, -1e-45f, 20)}, isNg("Delay", "  -0.00000")},
             {"delay above", {channel("FL", 0, kOver10)}, isNg("Delay", "  10.00000")},
             {"gain below", {channel("FL", 0, 0, -kOver9)}, isNg("GEQ Gain", "  -9.00000")},
             {"infinite", {channel("FL", -kInfinity)}, isNg("Volume", "      -inf")},
@@ -99,6 +102,7 @@ TEST(SetCalibratedData, KeepsListsOfEveryShape) {
         EXPECT_EQ(140 * count + 8, tv.set.read(kTable).size());
         EXPECT_EQ(Lines(9, count == 9 ? "FL5.000000" : "FL0.000000"), stored(*tv.service));
     }
+    EXPECT_EQ(0, tv.startWith("", "fwrite(aud_ac.data) ENOSPC").setCalibratedData({}));
 }
 
 TEST(SetCalibratedData, LeavesNoFileWhenARecordCannotBeWritten) {
@@ -166,8 +170,9 @@ TEST(GetCalibratedData, DeliversTheRecordsOfAnIntactFileOnly) {
         EXPECT_EQ(c.list, stored(*tv.service));
         const std::string name = "[getCalibratedData] ";
         const Lines failed{E("[readCalibratedData] " + c.failure),
-                           E(name + "end readCalibratedData failed")};
-        tv.log.expect({D(name + "start"), c.failure.empty() ? Lines{D(name + "end")} : failed});
+                           E(name + "end readCalibratedData failed"), D("delivered")};
+        tv.log.expect({D(name + "start"),
+                       c.failure.empty() ? Lines{D("delivered"), D(name + "end")} : failed});
     }
 }
 

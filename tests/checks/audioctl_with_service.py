@@ -6,7 +6,9 @@ import pathlib
 import re
 import select
 import signal
+import subprocess
 import tempfile
+import time
 import unittest
 
 from service import ROOT, SECONDS, Service
@@ -29,10 +31,12 @@ OUTCOMES = {
 
 
 class WithService(unittest.TestCase):
+    SPEED = 1
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
-        self.service = Service(folder.name, os.environ['BINARIES'])
+        self.service = Service(folder.name, os.environ['BINARIES'], self.SPEED)
         self.addCleanup(self.service.end)
         self.file = pathlib.Path(folder.name, 'parameters')
         self.file.write_text('0123456789')
@@ -102,6 +106,11 @@ class Program(WithService):
             self.assertEqual(r'ARC_DD_PLUS ARC_DD_\n', program.stdout.readline().rstrip('\n'))
         program.send_signal(signal.SIGINT)
         self.assertEqual(0, program.wait(SECONDS))
+
+    def test_a_refused_call_waits_for_no_callback(self):
+        program = self.start('call', 'IHeadphoneVirtualizer', 'apply', '99', 'callback')
+        self.assertEqual('-1\n', program.communicate(timeout=SECONDS)[0])
+        self.assertEqual(0, program.returncode)
 
     def test_the_status_shows_the_service(self):
         program = self.start('status')
@@ -201,6 +210,63 @@ class Upload(WithService):
         self.file = small
         self.service.kill()
         self.assertEqual(3, self.upload().wait(SECONDS))
+
+
+class FastSet(WithService):
+    SPEED = 100
+
+    def test_the_speed_shortens_the_times_of_the_service_and_of_the_set(self):
+        begin = time.monotonic()
+        for reaction, told in (('0 0x01 15000', 'transferred 10 bytes'),
+                               ('', OUTCOMES['unknown'][3])):
+            (self.service.root / REACTION).write_text(reaction)
+            self.assertEqual(told + '\n',
+                             self.service.run('audioctl', 'upload', 'hrtf', str(self.file)))
+        self.assertLess(time.monotonic() - begin, 10)
+
+
+class Tool(unittest.TestCase):
+    """tvset and audioctl without a service."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name, 'set')
+
+    def run_tool(self, *words):
+        """Exit status, standard output, standard error."""
+        command = [*os.environ.get('EMULATOR', '').split(), *words]
+        command[-len(words)] = f'{os.environ["BINARIES"]}/{words[0]}'
+        ended = subprocess.run(command, env=dict(os.environ, TVSET_ROOT=str(self.root)), text=True,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+        return ended.returncode, ended.stdout, ended.stderr
+
+    def test_create_makes_the_set_that_its_options_describe(self):
+        for bad in ('--model=x', '--segment=256', '--center-mode=-1', '--x'):
+            self.assertEqual(2, self.run_tool('tvset', 'create', bad)[0], bad)
+        options = ('--model=backend', '--segment=84', '--center-mode=7', '--not-ready', '--hal')
+        made = self.run_tool('tvset', 'create', *options)
+        self.assertEqual((0, f'{self.root}\n', ''), made)
+        eeprom = (self.root / 'eeprom.bin').read_bytes()
+        self.assertEqual([1, 84, 7], [eeprom[at] for at in (0x1001A, 0x10089, 0x10116)])
+        self.assertFalse((self.root / 'fs/data/vendor/tmp/dtv_svc_is_ready').exists())
+        self.assertEqual('android.hardware.audio@5.0::IDevicesFactory/default\n',
+                         (self.root / 'declared').read_text())
+        self.assertEqual('0 0x01 20\n', (self.root / REACTION).read_text())
+        keys = {key for path in ROOT.glob('V*/*.cpp')
+                for key in re.findall(r'g_audio__\w+', path.read_text())}
+        self.assertEqual(keys, set(os.listdir(self.root / 'config')))
+        self.assertEqual(1, self.run_tool('tvset', 'create')[0], 'there is one')
+
+    def test_audioctl_tells_what_is_missing(self):
+        for words in (['list'], ['status'], ['watch'], ['debug', 'IHdmiAudio'],
+                      ['call', 'IHdmiAudio', 'getAudioCapabilities'], ['upload', 'hrtf', __file__]):
+            self.assertEqual(2, self.run_tool('audioctl', *words)[0], words)
+        self.run_tool('tvset', 'create')
+        self.assertEqual((0, '', 'audioctl: no service is registered\n'),
+                         self.run_tool('audioctl', 'list'))
+        self.assertEqual(2, self.run_tool('audioctl', 'call', 'IHdmiAudio', 'getAudioCapabilities',
+                                          '--stay')[0])
 
 
 if __name__ == '__main__':
