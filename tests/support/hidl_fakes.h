@@ -86,10 +86,10 @@ struct FakeHdmiAudio : V3_1::IHdmiAudio {
     }
     Return<void> debug(const hidl_handle& handle, const Words&) override {
         const native_handle_t* given = handle.getNativeHandle();
-        gJournal.say(given == nullptr ? "no handle"
-                                      : std::to_string(given->numFds) + ", " +
-                                                std::to_string(given->data[given->numFds]) + " " +
-                                                std::to_string(given->data[given->numFds + 1]));
+        std::string words = given == nullptr ? "no handle" : std::to_string(given->numFds) + ",";
+        for (int i = 0; given != nullptr && i < given->numInts; i++)
+            words += " " + std::to_string(given->data[given->numFds + i]);
+        if (obeys) gJournal.say(words);
         return Void();
     }
     Return<void> notifySyspropsChanged() override {
